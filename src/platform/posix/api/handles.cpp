@@ -52,6 +52,15 @@ bool release_handle(MSIHANDLE handle) {
     return true;
 }
 
+size_t release_all_handles() {
+    std::unordered_map<MSIHANDLE, std::shared_ptr<HandleObject>> doomed;
+    HandleTable& t = table();
+    std::lock_guard<std::mutex> guard(t.lock);
+    doomed.swap(t.objects);
+    t.next = 1;
+    return doomed.size();
+}
+
 size_t open_handle_count() {
     HandleTable& t = table();
     std::lock_guard<std::mutex> guard(t.lock);

@@ -42,6 +42,8 @@ std::shared_ptr<T> lookup(MSIHANDLE handle) {
     return std::dynamic_pointer_cast<T>(lookup_handle(handle));
 }
 bool release_handle(MSIHANDLE handle);
+// Closes every open handle; returns how many were open.
+size_t release_all_handles();
 size_t open_handle_count();
 
 // A new record handle holding `fields` (field 0 first).

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs the Debian packages qvice needs to build and test (run as root,
+# or with sudo available). Safe to run again.
+set -euo pipefail
+packages=(
+  cmake ninja-build g++ clang pkg-config
+  libgtest-dev libmspack-dev libxml2-dev libssl-dev
+  msitools wixl gcab libmsi-dev cabextract
+)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "setup: all packages present"
+  exit 0
+fi
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO=sudo
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"

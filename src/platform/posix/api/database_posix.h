@@ -1,0 +1,17 @@
+// POSIX-only entry points around the database API, for the qvice tool.
+#pragma once
+
+#include <string>
+
+#include "../winapi/types.h"
+
+namespace qv::posix {
+
+// Opens a package read-only from a POSIX path. On failure returns 0 and a
+// one-line reason ("not a compound file", "No such file or directory", ...).
+MSIHANDLE OpenDatabase(const std::string& posix_path, std::string& reason);
+
+// The code page of an open database's string pool, or -1 for a bad handle.
+int DatabaseCodepage(MSIHANDLE database);
+
+}  // namespace qv::posix
