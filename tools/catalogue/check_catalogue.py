@@ -169,11 +169,6 @@ def unescape(raw):
     return "".join(out)
 
 
-def escape(text):
-    return (text.replace("\\", "\\\\").replace('"', '\\"')
-                .replace("\t", "\\t").replace("\n", "\\n"))
-
-
 def read_catalogue(path, problems):
     """Entries in file order as (line number, id, text); format faults go to problems."""
     with open(path, encoding="utf-8") as f:
@@ -195,8 +190,6 @@ def read_catalogue(path, problems):
         except ValueError as e:
             problems.append(f"catalogue line {lineno}: {e}")
             continue
-        if escape(text) != raw:
-            problems.append(f"catalogue line {lineno}: text is not written in the plain escaped form")
         if any(ord(c) < 0x20 for c in raw):
             problems.append(f"catalogue line {lineno}: raw control character in text")
         entries.append((lineno, int(m.group(1)), text))
