@@ -73,6 +73,7 @@ EXPECTED = {
     190: "File %1 could not be found.",
 }
 
+
 def line_of(fragment, doc=DOC):
     """1-based number of the first document line holding fragment."""
     return next(i for i, line in enumerate(doc.split("\n"), 1) if fragment in line)
