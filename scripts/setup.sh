@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ clang pkg-config
   libgtest-dev libmspack-dev libxml2-dev libssl-dev
-  msitools wixl gcab libmsi-dev cabextract python3
+  msitools wixl gcab libmsi-dev cabextract python3 bc
 )
 missing=()
 for p in "${packages[@]}"; do
