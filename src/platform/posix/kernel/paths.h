@@ -1,0 +1,38 @@
+// Windows paths over the POSIX file system, and UTF-8 text.
+//
+// Drive Z: is the POSIX root, so "/home/u/p/x.msi" is "Z:\home\u\p\x.msi".
+// Every other drive letter (C:\ and the like, also UNC paths) lives in a
+// private scratch folder of this process, so paths of the reference machine
+// lead somewhere harmless. Components are matched against existing entries
+// without regard to case, as Windows does; from the first component that
+// does not exist on, the given spelling is kept.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qv::posix {
+
+// UTF-8 <-> wide text (one code point per wchar_t). A wide value that is not
+// a Unicode scalar value, and an ill-formed UTF-8 sequence, become U+FFFD.
+std::string to_utf8(std::wstring_view text);
+std::wstring from_utf8(std::string_view text);
+
+// "/home/u/p/x.msi" -> L"Z:\\home\\u\\p\\x.msi". A relative path is taken
+// from the current folder first.
+std::wstring windows_path_from_posix(const std::string& posix_path);
+
+// Windows-form path -> POSIX path. Forward and back slashes both separate;
+// "." and empty components are dropped, ".." goes up (never above the root),
+// trailing dots and blanks of a component are dropped as Windows does. A
+// path without a drive is taken from the current folder, one that starts
+// with a single separator from the root of Z:.
+std::string posix_path_from_windows(std::wstring_view windows_path);
+
+// The private folder of this process (POSIX form, no closing slash), made
+// at first use under $TMPDIR or /tmp and removed when the process exits.
+const std::string& scratch_root();
+// The temporary folder that GetTempPathW shows: <scratch_root>/Temp.
+const std::string& temp_folder();
+
+}  // namespace qv::posix
