@@ -68,11 +68,21 @@ std::wstring TextDecoder::decode(const uint8_t* bytes, size_t size) {
     }
     iconv_t cd = static_cast<iconv_t>(cd_);
     iconv(cd, nullptr, nullptr, nullptr, nullptr);
-    // Every supported code page yields at most one character per byte.
-    out.resize(size + 1);
+    // Every supported code page yields at most one character per byte; a
+    // few more slots leave room for the replacement and flush steps.
+    out.resize(size + 8);
     char* in = reinterpret_cast<char*>(const_cast<uint8_t*>(bytes));
     size_t inleft = size;
     size_t written = 0;
+    // Stateful converters (1255 composes marks) may hold back a character
+    // until told that the input ends or breaks.
+    auto flush = [&] {
+        if (written + 4 > out.size()) out.resize(written + 8);
+        char* outp = reinterpret_cast<char*>(out.data() + written);
+        size_t outleft = (out.size() - written) * sizeof(wchar_t);
+        iconv(cd, nullptr, nullptr, &outp, &outleft);
+        written = out.size() - outleft / sizeof(wchar_t);
+    };
     while (inleft > 0) {
         char* outp = reinterpret_cast<char*>(out.data() + written);
         size_t outleft = (out.size() - written) * sizeof(wchar_t);
@@ -84,13 +94,15 @@ std::wstring TextDecoder::decode(const uint8_t* bytes, size_t size) {
             continue;
         }
         // Invalid or incomplete sequence: replace one byte and go on.
+        flush();
+        iconv(cd, nullptr, nullptr, nullptr, nullptr);
         if (written >= out.size()) out.resize(out.size() * 2);
         const uint8_t b = static_cast<uint8_t>(*in);
         out[written++] = cp1252_ && undefined_in_1252(b) ? static_cast<wchar_t>(b) : L'\xFFFD';
         ++in;
         --inleft;
-        iconv(cd, nullptr, nullptr, nullptr, nullptr);
     }
+    flush();
     out.resize(written);
     return out;
 }
