@@ -1,0 +1,124 @@
+// WHERE semantics: each operator on integers and strings, nulls, '' as null,
+// mixed kinds, column against column, precedence, parameters.
+#include "msisql/sql_fixture.h"
+
+namespace qv::msisql::test {
+namespace {
+
+class Where : public ::testing::Test {
+protected:
+    void SetUp() override { add_items(db); }
+    msidb::Database db;
+};
+
+TEST_F(Where, IntegerOperatorsAndNullCells) {
+    EXPECT_EQ(keys(db, L"`Size` = 10"), (Rows{L"a", L"d"}));
+    // A null integer cell fails every comparison but <>.
+    EXPECT_EQ(keys(db, L"`Size` <> 10"), (Rows{L"b", L"c", L"e"}));
+    EXPECT_EQ(keys(db, L"`Size` < 10"), (Rows{L"c", L"e"}));
+    EXPECT_EQ(keys(db, L"`Size` > 3"), (Rows{L"a", L"d"}));
+    EXPECT_EQ(keys(db, L"`Size` <= 3"), (Rows{L"c", L"e"}));
+    EXPECT_EQ(keys(db, L"`Size` >= 10"), (Rows{L"a", L"d"}));
+    EXPECT_EQ(keys(db, L"`Size` = -5"), (Rows{L"c"}));
+    EXPECT_EQ(keys(db, L"`Size` > -6"), (Rows{L"a", L"c", L"d", L"e"}));
+    EXPECT_EQ(keys(db, L"`Size` IS NULL"), (Rows{L"b"}));
+    EXPECT_EQ(keys(db, L"`Size` is not null"), (Rows{L"a", L"c", L"d", L"e"}));
+}
+
+TEST_F(Where, StringOperatorsAreExactByCodeUnits) {
+    EXPECT_EQ(keys(db, L"`Kind` = 'x'"), (Rows{L"a", L"e"}));
+    // A null string cell reads as the empty text: <> a non-empty text is true.
+    EXPECT_EQ(keys(db, L"`Kind` <> 'x'"), (Rows{L"b", L"c", L"d"}));
+    EXPECT_EQ(keys(db, L"`Kind` < 'y'"), (Rows{L"a", L"c", L"d", L"e"}));
+    EXPECT_EQ(keys(db, L"`Kind` > 'x'"), (Rows{L"b"}));
+    EXPECT_EQ(keys(db, L"`Kind` >= 'x'"), (Rows{L"a", L"b", L"e"}));
+    EXPECT_EQ(keys(db, L"`Kind` <= 'X'"), (Rows{L"c", L"d"}));
+    EXPECT_EQ(keys(db, L"`Kind` = 'xx'"), Rows{});
+}
+
+TEST_F(Where, EmptyLiteralIsNull) {
+    EXPECT_EQ(keys(db, L"`Kind` = ''"), (Rows{L"c"}));
+    EXPECT_EQ(keys(db, L"`Kind` <> ''"), (Rows{L"a", L"b", L"d", L"e"}));
+    EXPECT_EQ(keys(db, L"`Size` = ''"), (Rows{L"b"}));
+    EXPECT_EQ(keys(db, L"`Size` <> ''"), (Rows{L"a", L"c", L"d", L"e"}));
+    EXPECT_EQ(keys(db, L"`Data` = ''"), (Rows{L"b", L"c", L"e"}));
+    EXPECT_EQ(keys(db, L"`Data` <> ''"), (Rows{L"a", L"d"}));
+    EXPECT_EQ(keys(db, L"`Data` IS NULL"), (Rows{L"b", L"c", L"e"}));
+    EXPECT_EQ(keys(db, L"`Data` IS NOT NULL"), (Rows{L"a", L"d"}));
+}
+
+TEST_F(Where, MixedKindsNeverMatch) {
+    EXPECT_EQ(keys(db, L"`Kind` = 10"), Rows{});
+    EXPECT_EQ(keys(db, L"`Kind` <> 10"), Rows{});
+    EXPECT_EQ(keys(db, L"`Size` = '10'"), Rows{});
+    EXPECT_EQ(keys(db, L"`Size` <> 'abc'"), Rows{});
+    EXPECT_EQ(keys(db, L"`Data` = 'x'"), Rows{});
+}
+
+TEST_F(Where, ColumnAgainstColumnInOneTable) {
+    // Null never matches, whatever the operator.
+    EXPECT_EQ(keys(db, L"`Name` = `Alt`"), (Rows{L"a", L"d"}));
+    EXPECT_EQ(keys(db, L"`Name` <> `Alt`"), (Rows{L"c"}));
+    EXPECT_EQ(keys(db, L"`Item`.`Name` < `Item`.`Alt`"), (Rows{L"c"}));
+    EXPECT_EQ(keys(db, L"`Name` = `Kind`"), Rows{});
+    EXPECT_EQ(keys(db, L"`Size` = `Name`"), Rows{});
+}
+
+TEST_F(Where, AndBindsTighterThanOrAndParenthesesOverride) {
+    EXPECT_EQ(keys(db, L"`Size` = 10 OR `Kind` = 'y' AND `Name` = 'a'"), (Rows{L"a", L"d"}));
+    EXPECT_EQ(keys(db, L"`Kind` = 'y' AND `Name` = 'a' OR `Size` = 10"), (Rows{L"a", L"d"}));
+    EXPECT_EQ(keys(db, L"(`Size` = 10 OR `Kind` = 'y') AND `Name` = 'a'"), (Rows{L"a"}));
+    EXPECT_EQ(keys(db, L"`Name` = 'e' OR (`Size` = 10 AND (`Kind` = 'X' OR `Kind` = 'y'))"), (Rows{L"d", L"e"}));
+    EXPECT_EQ(keys(db, L"((`Name` = 'b'))"), (Rows{L"b"}));
+    EXPECT_EQ(keys(db, L"`Name`='a' or `Name`='c' AND `Size`=-5 or `Name`='e'"), (Rows{L"a", L"c", L"e"}));
+}
+
+TEST_F(Where, ThirtyTwoExpressionsAreAccepted) {
+    std::wstring where = L"`Name` = 'c'";
+    for (int i = 1; i < 32; ++i) where += L" OR `Name` = 'zz'";
+    EXPECT_EQ(keys(db, where), (Rows{L"c"}));
+}
+
+TEST_F(Where, ParametersBindInOrderAndCheckTypes) {
+    const std::wstring sql = L"SELECT `Name` FROM `Item` WHERE `Size` = ? OR `Kind` = ?";
+    EXPECT_EQ(run(db, sql, {Field::from_int(3), Field::from_text(L"y")}), (Rows{L"b", L"e"}));
+    // A null parameter behaves as '' does; extra values are ignored.
+    EXPECT_EQ(run(db, sql, {Field(), Field(), Field::from_int(1)}), (Rows{L"b", L"c"}));
+    EXPECT_EQ(run(db, sql, {Field::from_int(3)}), (Rows{L"error 1627 2208: "}));
+    EXPECT_EQ(run(db, sql, {Field::from_text(L"3"), Field::from_text(L"y")}), (Rows{L"error 1627 2258:  / 1"}));
+    EXPECT_EQ(run(db, sql, {Field::from_int(3), Field::from_int(1)}), (Rows{L"error 1627 2258:  / 2"}));
+
+    // One prepared query, executed again with other values.
+    Error error;
+    auto q = Query::prepare(db, L"SELECT `Name` FROM `Item` WHERE `Size` >= ?", L"", error);
+    ASSERT_TRUE(q);
+    std::vector<Field> row;
+    EXPECT_FALSE(q->fetch(row));  // not executed yet
+    ASSERT_TRUE(q->execute({Field::from_int(10)}, error));
+    ASSERT_TRUE(q->fetch(row));
+    EXPECT_EQ(render(row), L"a");
+    ASSERT_TRUE(q->execute({Field::from_int(-5)}, error));
+    Rows all;
+    while (q->fetch(row)) all.push_back(render(row));
+    EXPECT_EQ(all, (Rows{L"a", L"c", L"d", L"e"}));
+    q->close();
+    EXPECT_FALSE(q->executed());
+    EXPECT_FALSE(q->fetch(row));
+}
+
+TEST_F(Where, DuplicatePoolEntriesCompareByText) {
+    // A pool may hold one text under two ids; equality is by text.
+    msidb::Database dup;
+    dup.strings = {L"", L"k", L"k"};
+    msidb::Table t;
+    t.name = L"T";
+    t.columns = {col(L"A", L"s8", true), col(L"B", L"S8")};
+    t.cells = {{msidb::CellKind::String, 1}, {msidb::CellKind::String, 2},
+               {msidb::CellKind::String, 2}, {msidb::CellKind::Null, 0}};
+    dup.add_table(std::move(t));
+    EXPECT_EQ(run(dup, L"SELECT `A` FROM `T` WHERE `A` = `B`"), (Rows{L"k"}));
+    EXPECT_EQ(run(dup, L"SELECT DISTINCT `A` FROM `T`"), (Rows{L"k"}));
+}
+
+}  // namespace
+}  // namespace qv::msisql::test
