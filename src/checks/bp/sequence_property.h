@@ -1,0 +1,70 @@
+// Sequence and property checks.
+#pragma once
+
+#include "framework/check_base.h"
+#include "framework/exports.h"
+
+class CQVBP06 : public CQVIceBase {
+public:
+    static constexpr const wchar_t* Name = L"QVBP06";
+    static constexpr UINT DescriptionId = 175;
+
+    explicit CQVBP06(MSIHANDLE hInstall);
+    ~CQVBP06() override;
+
+    _stringx<> GetName() const override;
+    _stringx<> GetDescription() const override;
+    void Validate() override;
+};
+
+class CQVBP08 : public CQVIceBase {
+public:
+    static constexpr const wchar_t* Name = L"QVBP08";
+    static constexpr UINT DescriptionId = 180;
+
+    explicit CQVBP08(MSIHANDLE hInstall);
+    ~CQVBP08() override;
+
+    _stringx<> GetName() const override;
+    _stringx<> GetDescription() const override;
+    void Validate() override;
+};
+
+class CQVBP09 : public CQVIceBase {
+public:
+    static constexpr const wchar_t* Name = L"QVBP09";
+    static constexpr UINT DescriptionId = 182;
+
+    explicit CQVBP09(MSIHANDLE hInstall);
+    ~CQVBP09() override;
+
+    _stringx<> GetName() const override;
+    _stringx<> GetDescription() const override;
+    void Validate() override;
+};
+
+class CQVBP10 : public CQVIceBase {
+public:
+    static constexpr const wchar_t* Name = L"QVBP10";
+    static constexpr UINT DescriptionId = 184;
+
+    explicit CQVBP10(MSIHANDLE hInstall);
+    ~CQVBP10() override;
+
+    _stringx<> GetName() const override;
+    _stringx<> GetDescription() const override;
+    void Validate() override;
+};
+
+class CQVBP13 : public CQVIceBase {
+public:
+    static constexpr const wchar_t* Name = L"QVBP13";
+    static constexpr UINT DescriptionId = 191;
+
+    explicit CQVBP13(MSIHANDLE hInstall);
+    ~CQVBP13() override;
+
+    _stringx<> GetName() const override;
+    _stringx<> GetDescription() const override;
+    void Validate() override;
+};

@@ -1,0 +1,27 @@
+#include "framework/library.h"
+
+namespace {
+
+constexpr DWORD kProcessAttach = 1;
+
+HMODULE g_module = nullptr;
+
+}  // namespace
+
+HMODULE QvLibraryModule() noexcept { return g_module; }
+
+void QvSetLibraryModule(HMODULE module) noexcept { g_module = module; }
+
+void QvResetLibraryState()
+{
+    // No check keeps process-wide state yet. Each static that outlives one
+    // export call (inventory guards, shared inspectors, cached answers) gets
+    // its reset call here, in the order the statics were built.
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
+{
+    if (reason == kProcessAttach)
+        QvSetLibraryModule(static_cast<HMODULE>(instance));
+    return TRUE;
+}
