@@ -1,0 +1,680 @@
+// Files, folders, attributes and the temporary folder.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cwchar>
+#include <string>
+
+#include "platform/posix/kernel/files.h"
+#include "platform/posix/kernel/internal.h"
+#include "platform/posix/kernel/paths.h"
+
+namespace qv::posix {
+
+FileObject::~FileObject() {
+    if (delete_on_close) {
+        struct stat st;
+        if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
+            struct stat named;
+            if (lstat(path.c_str(), &named) == 0 && named.st_ino == st.st_ino && named.st_dev == st.st_dev) {
+                forget_attributes(st);
+                unlink(path.c_str());
+            }
+        }
+    }
+    if (fd >= 0) close(fd);
+}
+
+bool FileObject::can_read() const { return (access & (GENERIC_READ | GENERIC_ALL)) != 0; }
+bool FileObject::can_write() const { return (access & (GENERIC_WRITE | GENERIC_ALL)) != 0; }
+
+}  // namespace qv::posix
+
+using namespace qv::posix;
+
+namespace {
+
+bool read_only(const struct stat& st) { return S_ISREG(st.st_mode) && !(st.st_mode & S_IWUSR); }
+
+// Attributes a newly created file takes from CreateFileW's flags.
+DWORD new_file_attributes(DWORD flags) {
+    return (flags & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
+                     FILE_ATTRIBUTE_TEMPORARY)) |
+           FILE_ATTRIBUTE_ARCHIVE;
+}
+
+void set_read_only(const std::string& path, const struct stat& st, bool on) {
+    mode_t mode = st.st_mode & 07777;
+    mode = on ? mode & ~(S_IWUSR | S_IWGRP | S_IWOTH) : mode | S_IWUSR;
+    chmod(path.c_str(), mode);
+}
+
+bool copy_contents(int from, int to) {
+    char buffer[65536];
+    for (;;) {
+        ssize_t got = read(from, buffer, sizeof(buffer));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) return true;
+        for (ssize_t done = 0; done < got;) {
+            ssize_t put = write(to, buffer + done, static_cast<size_t>(got - done));
+            if (put < 0 && errno == EINTR) continue;
+            if (put < 0) return false;
+            done += put;
+        }
+    }
+}
+
+// Copies a regular file with its times and attributes; the caller has done
+// the Windows checks. Sets the last error on failure.
+bool copy_file(const std::string& from, const struct stat& from_st, const std::string& to) {
+    int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) {
+        set_error_from_errno(errno, from);
+        return false;
+    }
+    struct stat old_target;
+    if (stat(to.c_str(), &old_target) == 0) forget_attributes(old_target);
+    int out = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (out < 0) {
+        set_error_from_errno(errno, to);
+        close(in);
+        return false;
+    }
+    bool ok = copy_contents(in, out);
+    int error = errno;
+    if (ok) {
+        struct timespec times[2] = {from_st.st_atim, from_st.st_mtim};
+        futimens(out, times);
+        struct stat st;
+        if (fstat(out, &st) == 0) remember_attributes(st, attributes_of(from_st) | FILE_ATTRIBUTE_ARCHIVE);
+        if (read_only(from_st)) fchmod(out, st.st_mode & 07777 & ~(S_IWUSR | S_IWGRP | S_IWOTH));
+    }
+    close(in);
+    close(out);
+    if (!ok) {
+        SetLastError(win32_from_errno(error));
+        unlink(to.c_str());
+    }
+    return ok;
+}
+
+}  // namespace
+
+HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
+                   LPSECURITY_ATTRIBUTES lpSecurityAttributes, DWORD dwCreationDisposition,
+                   DWORD dwFlagsAndAttributes, HANDLE hTemplateFile) {
+    MappedPath mapped = map_path(lpFileName);
+    if (!mapped.ok) return INVALID_HANDLE_VALUE;
+    if (dwCreationDisposition < CREATE_NEW || dwCreationDisposition > TRUNCATE_EXISTING) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    const std::string& path = mapped.posix;
+    const bool wants_write = (dwDesiredAccess & (GENERIC_WRITE | GENERIC_ALL)) != 0;
+    const bool wants_read = (dwDesiredAccess & (GENERIC_READ | GENERIC_ALL)) != 0;
+    const bool truncates = dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == TRUNCATE_EXISTING;
+    if (dwCreationDisposition == TRUNCATE_EXISTING && !wants_write) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+
+    int access_flags = wants_write ? (wants_read ? O_RDWR : O_WRONLY) : O_RDONLY;
+    struct stat st;
+    bool exists = stat(path.c_str(), &st) == 0;
+    if (!exists && errno != ENOENT) {
+        set_error_from_errno(errno, path);
+        return INVALID_HANDLE_VALUE;
+    }
+    int fd = -1;
+    DWORD success_error = ERROR_SUCCESS;
+    if (exists) {
+        if (dwCreationDisposition == CREATE_NEW) {
+            SetLastError(ERROR_FILE_EXISTS);
+            return INVALID_HANDLE_VALUE;
+        }
+        if (S_ISDIR(st.st_mode)) {
+            if (!(dwFlagsAndAttributes & FILE_FLAG_BACKUP_SEMANTICS) || wants_write || truncates) {
+                SetLastError(ERROR_ACCESS_DENIED);
+                return INVALID_HANDLE_VALUE;
+            }
+            access_flags = O_RDONLY | O_DIRECTORY;
+        } else if (read_only(st) && (wants_write || truncates)) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return INVALID_HANDLE_VALUE;
+        }
+        if (DWORD conflict = sharing_conflict(key_of(st), dwDesiredAccess, dwShareMode)) {
+            SetLastError(conflict);
+            return INVALID_HANDLE_VALUE;
+        }
+        if (truncates) {
+            if (DWORD conflict = truncation_conflict(key_of(st))) {
+                SetLastError(conflict);
+                return INVALID_HANDLE_VALUE;
+            }
+        }
+        fd = open(path.c_str(), access_flags | O_CLOEXEC | (truncates ? O_TRUNC : 0));
+        if (fd < 0 && errno == EACCES && !wants_read && !wants_write) fd = open(path.c_str(), O_PATH | O_CLOEXEC);
+        if (fd < 0) {
+            set_error_from_errno(errno, path);
+            return INVALID_HANDLE_VALUE;
+        }
+        if (dwCreationDisposition == CREATE_ALWAYS) {
+            remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
+            if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
+        }
+        if (dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == OPEN_ALWAYS)
+            success_error = ERROR_ALREADY_EXISTS;
+    } else {
+        if (dwCreationDisposition == OPEN_EXISTING || dwCreationDisposition == TRUNCATE_EXISTING) {
+            set_error_from_errno(ENOENT, path);
+            return INVALID_HANDLE_VALUE;
+        }
+        fd = open(path.c_str(), access_flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0) {
+            set_error_from_errno(errno, path);
+            return INVALID_HANDLE_VALUE;
+        }
+        fstat(fd, &st);
+        remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
+        // The creating handle may still write; the bit guards later opens.
+        if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
+    }
+    fstat(fd, &st);
+    auto file = std::make_shared<FileObject>();
+    file->fd = fd;
+    file->path = path;
+    file->access = dwDesiredAccess;
+    file->delete_on_close = (dwFlagsAndAttributes & FILE_FLAG_DELETE_ON_CLOSE) != 0;
+    file->use = std::make_unique<FileUse>(key_of(st), dwDesiredAccess, dwShareMode, false);
+    HANDLE handle = register_object(std::move(file));
+    SetLastError(success_error);
+    return handle;
+}
+
+BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead, LPDWORD lpNumberOfBytesRead,
+              LPOVERLAPPED lpOverlapped) {
+    if (lpNumberOfBytesRead) *lpNumberOfBytesRead = 0;
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    if (lpOverlapped || (!lpBuffer && nNumberOfBytesToRead > 0)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (!file->can_read()) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    DWORD done = 0;
+    auto* bytes = static_cast<char*>(lpBuffer);
+    while (done < nNumberOfBytesToRead) {
+        ssize_t got = read(file->fd, bytes + done, nNumberOfBytesToRead - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            SetLastError(errno == EISDIR ? ERROR_INVALID_FUNCTION : win32_from_errno(errno));
+            if (lpNumberOfBytesRead) *lpNumberOfBytesRead = done;
+            return FALSE;
+        }
+        if (got == 0) break;
+        done += static_cast<DWORD>(got);
+    }
+    if (lpNumberOfBytesRead) *lpNumberOfBytesRead = done;
+    return TRUE;
+}
+
+BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite, LPDWORD lpNumberOfBytesWritten,
+               LPOVERLAPPED lpOverlapped) {
+    if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = 0;
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    if (lpOverlapped || (!lpBuffer && nNumberOfBytesToWrite > 0)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (!file->can_write()) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    DWORD done = 0;
+    const auto* bytes = static_cast<const char*>(lpBuffer);
+    while (done < nNumberOfBytesToWrite) {
+        ssize_t put = write(file->fd, bytes + done, nNumberOfBytesToWrite - done);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) {
+            SetLastError(win32_from_errno(errno));
+            if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = done;
+            return FALSE;
+        }
+        done += static_cast<DWORD>(put);
+    }
+    if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = done;
+    return TRUE;
+}
+
+BOOL SetFilePointerEx(HANDLE hFile, LARGE_INTEGER liDistanceToMove, PLARGE_INTEGER lpNewFilePointer,
+                      DWORD dwMoveMethod) {
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    if (dwMoveMethod > FILE_END) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    off_t base = 0;
+    if (dwMoveMethod == FILE_CURRENT) {
+        base = lseek(file->fd, 0, SEEK_CUR);
+    } else if (dwMoveMethod == FILE_END) {
+        struct stat st;
+        base = fstat(file->fd, &st) == 0 ? st.st_size : -1;
+    }
+    if (base < 0) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
+    LONGLONG target = static_cast<LONGLONG>(base) + liDistanceToMove.QuadPart;
+    if (target < 0) {
+        SetLastError(ERROR_NEGATIVE_SEEK);
+        return FALSE;
+    }
+    if (lseek(file->fd, static_cast<off_t>(target), SEEK_SET) < 0) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
+    if (lpNewFilePointer) lpNewFilePointer->QuadPart = target;
+    return TRUE;
+}
+
+DWORD SetFilePointer(HANDLE hFile, LONG lDistanceToMove, LONG* lpDistanceToMoveHigh, DWORD dwMoveMethod) {
+    LARGE_INTEGER distance;
+    if (lpDistanceToMoveHigh)
+        distance.QuadPart = static_cast<LONGLONG>((static_cast<uint64_t>(static_cast<uint32_t>(*lpDistanceToMoveHigh)) << 32) |
+                                                  static_cast<uint32_t>(lDistanceToMove));
+    else
+        distance.QuadPart = lDistanceToMove;
+    LARGE_INTEGER position;
+    if (!SetFilePointerEx(hFile, distance, &position, dwMoveMethod)) return INVALID_SET_FILE_POINTER;
+    if (lpDistanceToMoveHigh) *lpDistanceToMoveHigh = static_cast<LONG>(position.QuadPart >> 32);
+    // Callers tell a position of 0xFFFFFFFF from a failure by the last error.
+    SetLastError(ERROR_SUCCESS);
+    return static_cast<DWORD>(position.QuadPart & 0xFFFFFFFF);
+}
+
+BOOL SetEndOfFile(HANDLE hFile) {
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    if (!file->can_write()) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    off_t here = lseek(file->fd, 0, SEEK_CUR);
+    if (here < 0 || ftruncate(file->fd, here) != 0) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL FlushFileBuffers(HANDLE hFile) {
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    if (!file->can_write()) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    fsync(file->fd);
+    return TRUE;
+}
+
+BOOL GetFileSizeEx(HANDLE hFile, PLARGE_INTEGER lpFileSize) {
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    struct stat st;
+    if (!lpFileSize || fstat(file->fd, &st) != 0) {
+        SetLastError(lpFileSize ? win32_from_errno(errno) : ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    lpFileSize->QuadPart = S_ISDIR(st.st_mode) ? 0 : st.st_size;
+    return TRUE;
+}
+
+DWORD GetFileSize(HANDLE hFile, LPDWORD lpFileSizeHigh) {
+    LARGE_INTEGER size;
+    if (!GetFileSizeEx(hFile, &size)) return INVALID_FILE_SIZE;
+    if (lpFileSizeHigh) *lpFileSizeHigh = static_cast<DWORD>(size.QuadPart >> 32);
+    DWORD low = static_cast<DWORD>(size.QuadPart & 0xFFFFFFFF);
+    if (low == INVALID_FILE_SIZE) SetLastError(ERROR_SUCCESS);
+    return low;
+}
+
+BOOL GetFileTime(HANDLE hFile, LPFILETIME lpCreationTime, LPFILETIME lpLastAccessTime, LPFILETIME lpLastWriteTime) {
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    struct stat st;
+    if (fstat(file->fd, &st) != 0) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
+    if (lpCreationTime) *lpCreationTime = filetime_from_timespec(st.st_mtim);
+    if (lpLastAccessTime) *lpLastAccessTime = filetime_from_timespec(st.st_atim);
+    if (lpLastWriteTime) *lpLastWriteTime = filetime_from_timespec(st.st_mtim);
+    return TRUE;
+}
+
+BOOL SetFileTime(HANDLE hFile, const FILETIME* lpCreationTime, const FILETIME* lpLastAccessTime,
+                 const FILETIME* lpLastWriteTime) {
+    auto file = object_as<FileObject>(hFile);
+    if (!file) return FALSE;
+    if (!file->can_write()) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    auto pick = [](const FILETIME* ft) {
+        struct timespec ts = {0, UTIME_OMIT};
+        // A null pointer, and a time of 0, leave the stamp as it is.
+        if (ft && (ft->dwLowDateTime || ft->dwHighDateTime) &&
+            !(ft->dwLowDateTime == 0xFFFFFFFF && ft->dwHighDateTime == 0xFFFFFFFF))
+            ts = timespec_from_filetime(*ft);
+        return ts;
+    };
+    struct timespec times[2] = {pick(lpLastAccessTime), pick(lpLastWriteTime)};
+    if (futimens(file->fd, times) != 0) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL CloseHandle(HANDLE hObject) {
+    auto object = find_object(hObject);
+    // Search handles are closed with FindClose, never here.
+    if (!object || dynamic_cast<FindObject*>(object.get())) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FALSE;
+    }
+    object.reset();
+    unregister_object(hObject);
+    return TRUE;
+}
+
+DWORD GetFileAttributesW(LPCWSTR lpFileName) {
+    MappedPath mapped = map_path(lpFileName);
+    if (!mapped.ok) return INVALID_FILE_ATTRIBUTES;
+    struct stat st;
+    if (stat(mapped.posix.c_str(), &st) != 0) {
+        set_error_from_errno(errno, mapped.posix);
+        return INVALID_FILE_ATTRIBUTES;
+    }
+    return attributes_of(st);
+}
+
+BOOL SetFileAttributesW(LPCWSTR lpFileName, DWORD dwFileAttributes) {
+    MappedPath mapped = map_path(lpFileName);
+    if (!mapped.ok) return FALSE;
+    struct stat st;
+    if (stat(mapped.posix.c_str(), &st) != 0) {
+        set_error_from_errno(errno, mapped.posix);
+        return FALSE;
+    }
+    DWORD attributes = dwFileAttributes & ~FILE_ATTRIBUTE_DIRECTORY;
+    if (S_ISREG(st.st_mode)) set_read_only(mapped.posix, st, (attributes & FILE_ATTRIBUTE_READONLY) != 0);
+    remember_attributes(st, attributes);
+    return TRUE;
+}
+
+BOOL DeleteFileW(LPCWSTR lpFileName) {
+    MappedPath mapped = map_path(lpFileName);
+    if (!mapped.ok) return FALSE;
+    struct stat st;
+    if (lstat(mapped.posix.c_str(), &st) != 0) {
+        set_error_from_errno(errno, mapped.posix);
+        return FALSE;
+    }
+    if (S_ISDIR(st.st_mode) || read_only(st)) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    if (DWORD conflict = deletion_conflict(key_of(st))) {
+        SetLastError(conflict);
+        return FALSE;
+    }
+    if (unlink(mapped.posix.c_str()) != 0) {
+        set_error_from_errno(errno, mapped.posix);
+        return FALSE;
+    }
+    if (st.st_nlink <= 1) forget_attributes(st);
+    return TRUE;
+}
+
+BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags) {
+    MappedPath from = map_path(lpExistingFileName);
+    if (!from.ok) return FALSE;
+    if (!lpNewFileName) {  // deletion at the next start is not supported
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    MappedPath to = map_path(lpNewFileName);
+    if (!to.ok) return FALSE;
+    struct stat from_st;
+    if (lstat(from.posix.c_str(), &from_st) != 0) {
+        set_error_from_errno(errno, from.posix);
+        return FALSE;
+    }
+    if (DWORD conflict = deletion_conflict(key_of(from_st))) {
+        SetLastError(conflict);
+        return FALSE;
+    }
+    struct stat to_st;
+    bool replacing = false;
+    if (lstat(to.posix.c_str(), &to_st) == 0) {
+        // A target that is the same file is a change of case: rename it.
+        if (!(key_of(to_st) == key_of(from_st))) {
+            if (!(dwFlags & MOVEFILE_REPLACE_EXISTING)) {
+                SetLastError(ERROR_ALREADY_EXISTS);
+                return FALSE;
+            }
+            if (S_ISDIR(to_st.st_mode) || S_ISDIR(from_st.st_mode) || read_only(to_st)) {
+                SetLastError(ERROR_ACCESS_DENIED);
+                return FALSE;
+            }
+            if (DWORD conflict = deletion_conflict(key_of(to_st))) {
+                SetLastError(conflict);
+                return FALSE;
+            }
+            replacing = true;
+        }
+    } else if (errno != ENOENT) {
+        set_error_from_errno(errno, to.posix);
+        return FALSE;
+    }
+    if (rename(from.posix.c_str(), to.posix.c_str()) != 0) {
+        if (errno != EXDEV) {
+            set_error_from_errno(errno, errno == ENOENT ? to.posix : from.posix);
+            return FALSE;
+        }
+        if (!(dwFlags & MOVEFILE_COPY_ALLOWED) || !S_ISREG(from_st.st_mode)) {
+            SetLastError(ERROR_NOT_SAME_DEVICE);
+            return FALSE;
+        }
+        if (!copy_file(from.posix, from_st, to.posix)) return FALSE;
+        unlink(from.posix.c_str());
+        forget_attributes(from_st);
+        return TRUE;
+    }
+    if (replacing) forget_attributes(to_st);
+    return TRUE;
+}
+
+BOOL MoveFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName) {
+    return MoveFileExW(lpExistingFileName, lpNewFileName, MOVEFILE_COPY_ALLOWED);
+}
+
+BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists) {
+    MappedPath from = map_path(lpExistingFileName);
+    if (!from.ok) return FALSE;
+    MappedPath to = map_path(lpNewFileName);
+    if (!to.ok) return FALSE;
+    struct stat from_st;
+    if (stat(from.posix.c_str(), &from_st) != 0) {
+        set_error_from_errno(errno, from.posix);
+        return FALSE;
+    }
+    if (S_ISDIR(from_st.st_mode)) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    if (DWORD conflict = sharing_conflict(key_of(from_st), GENERIC_READ, FILE_SHARE_READ)) {
+        SetLastError(conflict);
+        return FALSE;
+    }
+    struct stat to_st;
+    if (stat(to.posix.c_str(), &to_st) == 0) {
+        if (bFailIfExists) {
+            SetLastError(ERROR_FILE_EXISTS);
+            return FALSE;
+        }
+        if (S_ISDIR(to_st.st_mode) || read_only(to_st) || key_of(to_st) == key_of(from_st)) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return FALSE;
+        }
+        if (DWORD conflict = sharing_conflict(key_of(to_st), GENERIC_WRITE, 0)) {
+            SetLastError(conflict);
+            return FALSE;
+        }
+    }
+    return copy_file(from.posix, from_st, to.posix) ? TRUE : FALSE;
+}
+
+BOOL CreateDirectoryW(LPCWSTR lpPathName, LPSECURITY_ATTRIBUTES lpSecurityAttributes) {
+    MappedPath mapped = map_path(lpPathName);
+    if (!mapped.ok) return FALSE;
+    if (mkdir(mapped.posix.c_str(), 0777) != 0) {
+        SetLastError(errno == ENOENT ? ERROR_PATH_NOT_FOUND : win32_from_errno(errno));
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL RemoveDirectoryW(LPCWSTR lpPathName) {
+    MappedPath mapped = map_path(lpPathName);
+    if (!mapped.ok) return FALSE;
+    struct stat st;
+    if (lstat(mapped.posix.c_str(), &st) != 0) {
+        set_error_from_errno(errno, mapped.posix);
+        return FALSE;
+    }
+    if (!S_ISDIR(st.st_mode)) {
+        SetLastError(ERROR_DIRECTORY);
+        return FALSE;
+    }
+    if (rmdir(mapped.posix.c_str()) != 0) {
+        SetLastError(win32_from_errno(errno == EEXIST ? ENOTEMPTY : errno));
+        return FALSE;
+    }
+    forget_attributes(st);
+    return TRUE;
+}
+
+DWORD GetTempPathW(DWORD nBufferLength, LPWSTR lpBuffer) {
+    std::wstring path = windows_path_from_posix(temp_folder()) + L"\\";
+    if (nBufferLength < path.size() + 1) return static_cast<DWORD>(path.size() + 1);
+    if (!lpBuffer) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    std::wmemcpy(lpBuffer, path.c_str(), path.size() + 1);
+    return static_cast<DWORD>(path.size());
+}
+
+UINT GetTempFileNameW(LPCWSTR lpPathName, LPCWSTR lpPrefixString, UINT uUnique, LPWSTR lpTempFileName) {
+    if (!lpPathName || !lpTempFileName) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    std::wstring base = lpPathName;
+    if (!base.empty() && base.back() != L'\\' && base.back() != L'/') base += L'\\';
+    if (lpPrefixString) base.append(lpPrefixString, std::min<size_t>(3, std::wcslen(lpPrefixString)));
+    auto name_for = [&](UINT number) {
+        wchar_t hex[8];
+        std::swprintf(hex, 8, L"%X", number);
+        return base + hex + L".TMP";
+    };
+    auto deliver = [&](const std::wstring& name) {
+        if (name.size() >= MAX_PATH) {
+            SetLastError(ERROR_BUFFER_OVERFLOW);
+            return false;
+        }
+        std::wmemcpy(lpTempFileName, name.c_str(), name.size() + 1);
+        return true;
+    };
+    uUnique &= 0xFFFF;
+    if (uUnique != 0) return deliver(name_for(uUnique)) ? uUnique : 0;
+
+    MappedPath folder = map_path(lpPathName);
+    struct stat st;
+    if (!folder.ok || stat(folder.posix.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+        SetLastError(ERROR_DIRECTORY);
+        return 0;
+    }
+    UINT number = (GetTickCount() ^ (GetCurrentProcessId() << 4)) & 0xFFFF;
+    for (UINT attempt = 0; attempt < 0xFFFF; ++attempt) {
+        if (number == 0) number = 1;
+        std::wstring name = name_for(number);
+        if (name.size() >= MAX_PATH) {
+            SetLastError(ERROR_BUFFER_OVERFLOW);
+            return 0;
+        }
+        HANDLE file = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file != INVALID_HANDLE_VALUE) {
+            CloseHandle(file);
+            deliver(name);
+            SetLastError(ERROR_SUCCESS);
+            return number;
+        }
+        DWORD error = GetLastError();
+        if (error != ERROR_FILE_EXISTS && error != ERROR_ACCESS_DENIED) return 0;
+        number = (number + 1) & 0xFFFF;
+    }
+    SetLastError(ERROR_FILE_EXISTS);
+    return 0;
+}
+
+BOOL DosDateTimeToFileTime(WORD wFatDate, WORD wFatTime, LPFILETIME lpFileTime) {
+    int day = wFatDate & 0x1F, month = (wFatDate >> 5) & 0x0F, year = 1980 + (wFatDate >> 9);
+    int seconds = (wFatTime & 0x1F) * 2, minutes = (wFatTime >> 5) & 0x3F, hours = wFatTime >> 11;
+    if (!lpFileTime || day == 0 || month == 0 || month > 12 || hours > 23 || minutes > 59 || seconds > 59) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    // Days since 1970-01-01 of a civil date (proleptic Gregorian).
+    int y = year - (month <= 2);
+    int era = y / 400;
+    int yoe = y - era * 400;
+    int doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+    int doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    int64_t days = static_cast<int64_t>(era) * 146097 + doe - 719468;
+    struct timespec ts = {static_cast<time_t>(days * 86400 + hours * 3600 + minutes * 60 + seconds), 0};
+    *lpFileTime = filetime_from_timespec(ts);
+    return TRUE;
+}
+
+BOOL LocalFileTimeToFileTime(const FILETIME* lpLocalFileTime, LPFILETIME lpFileTime) {
+    if (!lpLocalFileTime || !lpFileTime) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    *lpFileTime = *lpLocalFileTime;
+    return TRUE;
+}
+
+BOOL FileTimeToLocalFileTime(const FILETIME* lpFileTime, LPFILETIME lpLocalFileTime) {
+    return LocalFileTimeToFileTime(lpFileTime, lpLocalFileTime);
+}
+
+void GetSystemTimeAsFileTime(LPFILETIME lpSystemTimeAsFileTime) {
+    struct timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (lpSystemTimeAsFileTime) *lpSystemTimeAsFileTime = filetime_from_timespec(now);
+}

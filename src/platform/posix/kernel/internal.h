@@ -1,0 +1,116 @@
+// Shared pieces of the POSIX kernel subset: the handle table, last-error
+// helpers, case mapping and the mapping of Windows paths with their checks.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/posix/winapi/kernel.h"
+
+namespace qv::posix {
+
+// --- handles -------------------------------------------------------------
+
+// An object reachable through a HANDLE. Handle values are never reused, so
+// a closed handle stays invalid.
+struct KernelObject {
+    virtual ~KernelObject() = default;
+};
+
+HANDLE register_object(std::shared_ptr<KernelObject> object);
+std::shared_ptr<KernelObject> find_object(HANDLE handle);
+// Removes the handle; false when it was not open.
+bool unregister_object(HANDLE handle);
+
+// The object behind `handle` when it has type T; otherwise null with
+// ERROR_INVALID_HANDLE set.
+template <class T>
+std::shared_ptr<T> object_as(HANDLE handle) {
+    auto found = std::dynamic_pointer_cast<T>(find_object(handle));
+    if (!found) SetLastError(ERROR_INVALID_HANDLE);
+    return found;
+}
+
+// --- errors --------------------------------------------------------------
+
+DWORD win32_from_errno(int error);
+// ENOENT becomes ERROR_FILE_NOT_FOUND when the parent folder of
+// `posix_path` exists, else ERROR_PATH_NOT_FOUND.
+void set_error_from_errno(int error, const std::string& posix_path);
+
+// --- text ----------------------------------------------------------------
+
+wchar_t upper_char(wchar_t c);
+wchar_t lower_char(wchar_t c);
+// Case-insensitive equality of two UTF-8 names, as file names compare.
+bool names_equal_ignoring_case(std::string_view a, std::string_view b);
+
+// --- paths ---------------------------------------------------------------
+
+struct MappedPath {
+    bool ok = false;
+    std::string posix;
+};
+
+// Checks a Windows path given to a kernel function and maps it. A null path
+// fails with ERROR_INVALID_PARAMETER, an empty one with ERROR_PATH_NOT_FOUND,
+// characters Windows does not allow in names with ERROR_INVALID_NAME. With
+// `wildcards_in_last` the last component may hold * and ?.
+MappedPath map_path(LPCWSTR path, bool wildcards_in_last = false);
+
+// Splits at the last '/': folder ("/" for the root) and name.
+std::string parent_of(const std::string& posix_path);
+std::string name_of(const std::string& posix_path);
+
+// --- file attributes and sharing -----------------------------------------
+
+struct FileKey {
+    dev_t dev;
+    ino_t ino;
+    bool operator==(const FileKey& other) const { return dev == other.dev && ino == other.ino; }
+    bool operator<(const FileKey& other) const {
+        return dev != other.dev ? dev < other.dev : ino < other.ino;
+    }
+};
+inline FileKey key_of(const struct stat& st) { return {st.st_dev, st.st_ino}; }
+
+DWORD attributes_of(const struct stat& st);
+// Remembers the bits that POSIX cannot hold (all but READONLY/DIRECTORY).
+void remember_attributes(const struct stat& st, DWORD attributes);
+void forget_attributes(const struct stat& st);
+
+// One use of a file by this process: an open handle, or a mapping (which a
+// view keeps alive). Registered for its life, for the sharing checks.
+class FileUse {
+public:
+    FileUse(FileKey key, DWORD access, DWORD share, bool mapped);
+    ~FileUse();
+    FileUse(const FileUse&) = delete;
+    FileUse& operator=(const FileUse&) = delete;
+
+private:
+    FileKey key_;
+    DWORD access_;
+    DWORD share_;
+    bool mapped_;
+    friend DWORD sharing_conflict(FileKey, DWORD, DWORD);
+    friend DWORD deletion_conflict(FileKey);
+    friend DWORD truncation_conflict(FileKey);
+};
+
+// 0 when an open with this access and share mode agrees with the present
+// uses of the file, else the Windows error.
+DWORD sharing_conflict(FileKey key, DWORD access, DWORD share);
+// 0 when the file may be deleted or renamed now, else the Windows error.
+DWORD deletion_conflict(FileKey key);
+// 0 when the file may be truncated now (not mapped), else the error.
+DWORD truncation_conflict(FileKey key);
+
+// FILETIME <-> POSIX time.
+FILETIME filetime_from_timespec(const struct timespec& ts);
+struct timespec timespec_from_filetime(const FILETIME& ft);
+
+}  // namespace qv::posix

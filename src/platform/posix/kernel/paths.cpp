@@ -1,0 +1,309 @@
+// Windows paths over the POSIX file system.
+
+#include "platform/posix/kernel/paths.h"
+
+#include <dirent.h>
+#include <ftw.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <mutex>
+#include <vector>
+
+#include "platform/posix/kernel/internal.h"
+
+namespace qv::posix {
+
+namespace {
+
+void append_utf8(std::string& out, char32_t c) {
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+bool is_separator(wchar_t c) { return c == L'\\' || c == L'/'; }
+
+std::string current_folder() {
+    std::vector<char> buffer(4096);
+    while (!getcwd(buffer.data(), buffer.size())) {
+        if (errno != ERANGE) return "/";
+        buffer.resize(buffer.size() * 2);
+    }
+    return buffer.data();
+}
+
+// Splits a POSIX path into its components (no empty ones).
+std::vector<std::string> posix_components(const std::string& path) {
+    std::vector<std::string> parts;
+    size_t start = 0;
+    while (start <= path.size()) {
+        size_t end = path.find('/', start);
+        if (end == std::string::npos) end = path.size();
+        if (end > start) parts.push_back(path.substr(start, end - start));
+        start = end + 1;
+    }
+    return parts;
+}
+
+std::string join(const std::string& folder, const std::string& name) {
+    if (folder.empty() || folder.back() == '/') return folder + name;
+    return folder + "/" + name;
+}
+
+// The entry of `folder` named `name` without regard to case: the exact
+// spelling when it exists, else the first match in byte order, else none.
+bool find_entry(const std::string& folder, const std::string& name, std::string& found) {
+    struct stat st;
+    if (lstat(join(folder, name).c_str(), &st) == 0) {
+        found = name;
+        return true;
+    }
+    DIR* dir = opendir(folder.c_str());
+    if (!dir) return false;
+    bool any = false;
+    while (dirent* entry = readdir(dir)) {
+        std::string_view candidate = entry->d_name;
+        if (candidate == "." || candidate == "..") continue;
+        if (names_equal_ignoring_case(candidate, name) && (!any || candidate < found)) {
+            found = std::string(candidate);
+            any = true;
+        }
+    }
+    closedir(dir);
+    return any;
+}
+
+std::string g_scratch_root;
+std::string g_temp_folder;
+pid_t g_scratch_owner = 0;
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    ::remove(path);
+    return 0;
+}
+
+void remove_scratch_root() {
+    if (g_scratch_owner == getpid() && !g_scratch_root.empty())
+        nftw(g_scratch_root.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
+}
+
+void make_scratch_root() {
+    std::string base = "/tmp";
+    if (const char* tmpdir = std::getenv("TMPDIR")) {
+        struct stat st;
+        if (tmpdir[0] == '/' && stat(tmpdir, &st) == 0 && S_ISDIR(st.st_mode)) base = tmpdir;
+    }
+    while (base.size() > 1 && base.back() == '/') base.pop_back();
+    std::string pattern = join(base, "qvice-XXXXXX");
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    if (!mkdtemp(buffer.data())) {
+        // Nowhere to write: the folder names still map, and every file
+        // operation under them fails with the error of the missing folder.
+        g_scratch_root = pattern;
+    } else {
+        g_scratch_root = buffer.data();
+        g_scratch_owner = getpid();
+        std::atexit(remove_scratch_root);
+    }
+    g_temp_folder = g_scratch_root + "/Temp";
+    mkdir(g_temp_folder.c_str(), 0700);
+}
+
+std::once_flag g_scratch_once;
+
+}  // namespace
+
+std::string to_utf8(std::wstring_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (wchar_t c : text) append_utf8(out, static_cast<char32_t>(c));
+    return out;
+}
+
+std::wstring from_utf8(std::string_view text) {
+    std::wstring out;
+    out.reserve(text.size());
+    size_t i = 0;
+    const size_t n = text.size();
+    while (i < n) {
+        unsigned char b = static_cast<unsigned char>(text[i]);
+        if (b < 0x80) {
+            out += static_cast<wchar_t>(b);
+            ++i;
+            continue;
+        }
+        int length = 0;
+        char32_t c = 0;
+        unsigned char low = 0x80, high = 0xBF;
+        if (b >= 0xC2 && b <= 0xDF) {
+            length = 2;
+            c = b & 0x1F;
+        } else if (b >= 0xE0 && b <= 0xEF) {
+            length = 3;
+            c = b & 0x0F;
+            if (b == 0xE0) low = 0xA0;
+            if (b == 0xED) high = 0x9F;
+        } else if (b >= 0xF0 && b <= 0xF4) {
+            length = 4;
+            c = b & 0x07;
+            if (b == 0xF0) low = 0x90;
+            if (b == 0xF4) high = 0x8F;
+        } else {
+            out += L'\xFFFD';
+            ++i;
+            continue;
+        }
+        // The longest well-formed prefix of an ill-formed sequence becomes
+        // one U+FFFD.
+        size_t j = i + 1;
+        bool good = true;
+        for (int k = 1; k < length; ++k, ++j) {
+            unsigned char t = j < n ? static_cast<unsigned char>(text[j]) : 0;
+            unsigned char lo = k == 1 ? low : 0x80, hi = k == 1 ? high : 0xBF;
+            if (j >= n || t < lo || t > hi) {
+                good = false;
+                break;
+            }
+            c = (c << 6) | (t & 0x3F);
+        }
+        out += good ? static_cast<wchar_t>(c) : L'\xFFFD';
+        i = j;
+    }
+    return out;
+}
+
+std::wstring windows_path_from_posix(const std::string& posix_path) {
+    std::string absolute = posix_path;
+    if (absolute.empty() || absolute[0] != '/') absolute = join(current_folder(), absolute);
+    std::wstring out = L"Z:";
+    for (const std::string& part : posix_components(absolute)) {
+        out += L'\\';
+        out += from_utf8(part);
+    }
+    if (out.size() == 2) out += L'\\';
+    return out;
+}
+
+std::string posix_path_from_windows(std::wstring_view path) {
+    // The long-path prefix \\?\ changes nothing here.
+    if (path.size() >= 4 && is_separator(path[0]) && is_separator(path[1]) && path[2] == L'?' &&
+        is_separator(path[3]))
+        path.remove_prefix(4);
+
+    std::string root;
+    if (path.size() >= 2 && path[1] == L':' &&
+        ((path[0] >= L'A' && path[0] <= L'Z') || (path[0] >= L'a' && path[0] <= L'z'))) {
+        wchar_t drive = path[0] | 0x20;
+        root = drive == L'z' ? "/" : scratch_root() + "/" + static_cast<char>(drive);
+        path.remove_prefix(2);
+    } else if (path.size() >= 2 && is_separator(path[0]) && is_separator(path[1])) {
+        root = scratch_root() + "/unc";
+        path.remove_prefix(2);
+    } else if (!path.empty() && is_separator(path[0])) {
+        root = "/";
+    } else {
+        root = current_folder();
+    }
+
+    // Resolve the components lexically first, then match them on disk.
+    std::vector<std::string> parts;
+    size_t start = 0;
+    while (start <= path.size()) {
+        size_t end = start;
+        while (end < path.size() && !is_separator(path[end])) ++end;
+        std::wstring_view part = path.substr(start, end - start);
+        start = end + 1;
+        if (part == L"..") {
+            if (!parts.empty()) parts.pop_back();
+            continue;
+        }
+        if (part == L".") continue;
+        while (!part.empty() && (part.back() == L'.' || part.back() == L' ')) part.remove_suffix(1);
+        if (part.empty()) continue;
+        parts.push_back(to_utf8(part));
+    }
+
+    std::string result = root;
+    bool exists = true;
+    for (const std::string& part : parts) {
+        std::string actual = part;
+        if (exists) exists = find_entry(result, part, actual);
+        result = join(result, exists ? actual : part);
+    }
+    return result;
+}
+
+const std::string& scratch_root() {
+    std::call_once(g_scratch_once, make_scratch_root);
+    return g_scratch_root;
+}
+
+const std::string& temp_folder() {
+    std::call_once(g_scratch_once, make_scratch_root);
+    return g_temp_folder;
+}
+
+std::string parent_of(const std::string& posix_path) {
+    size_t slash = posix_path.find_last_of('/');
+    if (slash == std::string::npos) return ".";
+    if (slash == 0) return "/";
+    return posix_path.substr(0, slash);
+}
+
+std::string name_of(const std::string& posix_path) {
+    size_t slash = posix_path.find_last_of('/');
+    return slash == std::string::npos ? posix_path : posix_path.substr(slash + 1);
+}
+
+MappedPath map_path(LPCWSTR path, bool wildcards_in_last) {
+    MappedPath mapped;
+    if (!path) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return mapped;
+    }
+    std::wstring_view text = path;
+    if (text.empty()) {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+        return mapped;
+    }
+    std::wstring_view body = text;
+    if (body.size() >= 4 && is_separator(body[0]) && is_separator(body[1]) && body[2] == L'?' &&
+        is_separator(body[3]))
+        body.remove_prefix(4);
+    if (body.size() >= 2 && body[1] == L':') body.remove_prefix(2);
+    size_t last_separator = body.find_last_of(L"\\/");
+    size_t last_start = last_separator == std::wstring_view::npos ? 0 : last_separator + 1;
+    for (size_t i = 0; i < body.size(); ++i) {
+        wchar_t c = body[i];
+        bool wildcard = c == L'*' || c == L'?';
+        if (c < 32 || c == L'<' || c == L'>' || c == L'"' || c == L'|' || c == L':' ||
+            (wildcard && !(wildcards_in_last && i >= last_start))) {
+            SetLastError(ERROR_INVALID_NAME);
+            return mapped;
+        }
+    }
+    mapped.posix = posix_path_from_windows(text);
+    mapped.ok = true;
+    return mapped;
+}
+
+}  // namespace qv::posix
