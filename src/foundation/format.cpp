@@ -63,9 +63,11 @@ void PutPadded(Sink& sink, const Spec& spec, const wchar_t* text, size_t n)
 
 void PutNumber(Sink& sink, const Spec& spec, const FormatArg* arg)
 {
+    if (!arg)
+        return;
     int64_t value = 0;
     bool isSigned = true;
-    if (arg && arg->kind != FormatArg::Kind::Text) {
+    if (arg->kind != FormatArg::Kind::Text) {
         value = arg->number;
         isSigned = arg->kind == FormatArg::Kind::Signed;
     }
