@@ -105,7 +105,7 @@ public:
             if (item.constant) {
                 row[i] = item.value;
             } else {
-                row[i] = Field::from_cell(db_, cell(item.column, tuple));
+                assign(row[i], cell(item.column, tuple));
             }
         }
         return true;
@@ -139,13 +139,44 @@ private:
         return true;
     }
 
+    // Field::from_cell into an existing field, keeping its text buffer so that
+    // fetching into the same row vector does not allocate for every string.
+    void assign(Field& f, const Cell& c) const {
+        f.integer = 0;
+        f.stream_pos = 0;
+        f.stream.reset();
+        f.kind = CellKind::Null;
+        switch (c.kind) {
+        case CellKind::Integer:
+            f.kind = CellKind::Integer;
+            f.integer = c.value;
+            f.text.clear();
+            return;
+        case CellKind::String: {
+            const std::wstring& text = db_.string(c.value);
+            f.text.assign(text);
+            if (!text.empty()) f.kind = CellKind::String;
+            return;
+        }
+        case CellKind::Stream:
+            if (c.value >= 0 && static_cast<size_t>(c.value) < db_.streams.size() && db_.streams[c.value]) {
+                f.kind = CellKind::Stream;
+                f.stream = db_.streams[c.value];
+            }
+            break;
+        case CellKind::Null: break;
+        }
+        f.text.clear();
+    }
+
     bool resolve(const ColumnRef& ref, std::wstring_view sql, BoundColumn& out, Error& error) const;
+    std::vector<uint64_t> row_sort_keys(BoundColumn c) const;
+    void sort_result();
     uint32_t last_table_of(int node) const;
     bool eval(int node, const uint32_t* tuple) const;
     bool compare(const Node& n, const uint32_t* tuple) const;
     void build_index(uint32_t level, BoundColumn build);
     void scan(uint32_t level, uint32_t* tuple);
-    int compare_cells(const Cell& a, const Cell& b) const;
     bool same_value(const Cell& a, const Cell& b) const;
     size_t row_hash(const uint32_t* tuple) const;
     bool same_row(const uint32_t* a, const uint32_t* b) const;
@@ -349,17 +380,7 @@ bool SelectQuery::execute(const std::vector<Field>& params, Error& error) {
     const size_t count = width ? tuples_.size() / width : 0;
     order_.resize(count);
     std::iota(order_.begin(), order_.end(), 0u);
-    if (!order_by_.empty()) {
-        std::stable_sort(order_.begin(), order_.end(), [&](uint32_t a, uint32_t b) {
-            const uint32_t* ta = &tuples_[a * width];
-            const uint32_t* tb = &tuples_[b * width];
-            for (const BoundColumn& c : order_by_) {
-                const int r = compare_cells(cell(c, ta), cell(c, tb));
-                if (r != 0) return r < 0;
-            }
-            return false;
-        });
-    }
+    if (!order_by_.empty()) sort_result();
     if (distinct_ && !order_.empty()) {
         std::unordered_multimap<size_t, uint32_t> seen;
         seen.reserve(order_.size());
@@ -497,18 +518,67 @@ bool SelectQuery::compare(const Node& n, const uint32_t* tuple) const {
     return false;
 }
 
-// Sort order of ORDER BY: nulls first, integers numerically, strings by code
-// units, streams by their index.
-int SelectQuery::compare_cells(const Cell& a, const Cell& b) const {
-    const bool na = cell_is_null(a);
-    const bool nb = cell_is_null(b);
-    if (na || nb) return na == nb ? 0 : (na ? -1 : 1);
-    if (a.kind != b.kind) return a.kind < b.kind ? -1 : 1;
-    if (a.kind == CellKind::String) {
-        const int r = db_.string(a.value).compare(db_.string(b.value));
-        return r < 0 ? -1 : r > 0 ? 1 : 0;
+// Sort keys of ORDER BY for every row of a column's table: nulls first, then
+// integers numerically, strings by code units (equal texts share a key),
+// streams by their index. One integer key per row keeps the sort itself cheap.
+std::vector<uint64_t> SelectQuery::row_sort_keys(BoundColumn c) const {
+    const Table& table = *tables_[c.table];
+    const size_t rows = table.rows();
+    std::vector<int32_t> ids;
+    for (size_t r = 0; r < rows; ++r) {
+        const Cell& cell = table.at(r, c.column);
+        if (cell.kind == CellKind::String && !cell_is_null(cell)) ids.push_back(cell.value);
     }
-    return a.value < b.value ? -1 : a.value > b.value ? 1 : 0;
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    std::vector<int32_t> by_text = ids;
+    std::sort(by_text.begin(), by_text.end(),
+              [&](int32_t a, int32_t b) { return db_.string(a) < db_.string(b); });
+    std::vector<uint32_t> rank(ids.size());  // parallel to ids
+    uint32_t next = 0;
+    for (size_t i = 0; i < by_text.size(); ++i) {
+        if (i > 0 && db_.string(by_text[i]) != db_.string(by_text[i - 1])) ++next;
+        rank[std::lower_bound(ids.begin(), ids.end(), by_text[i]) - ids.begin()] = next;
+    }
+
+    constexpr int kShift = 40;
+    std::vector<uint64_t> keys(rows, 0);
+    for (size_t r = 0; r < rows; ++r) {
+        const Cell& cell = table.at(r, c.column);
+        if (cell_is_null(cell)) continue;
+        switch (cell.kind) {
+        case CellKind::Integer:
+            keys[r] = (uint64_t{1} << kShift) + static_cast<uint64_t>(static_cast<int64_t>(cell.value) + 0x80000000LL);
+            break;
+        case CellKind::String:
+            keys[r] = (uint64_t{2} << kShift) + rank[std::lower_bound(ids.begin(), ids.end(), cell.value) - ids.begin()];
+            break;
+        case CellKind::Stream: keys[r] = (uint64_t{3} << kShift) + static_cast<uint32_t>(cell.value); break;
+        case CellKind::Null: break;
+        }
+    }
+    return keys;
+}
+
+void SelectQuery::sort_result() {
+    const size_t width = tables_.size();
+    const size_t count = order_.size();
+    // keys[k * count + i]: key of order column k for result tuple i.
+    std::vector<uint64_t> keys(order_by_.size() * count);
+    for (size_t k = 0; k < order_by_.size(); ++k) {
+        const std::vector<uint64_t> row_keys = row_sort_keys(order_by_[k]);
+        const uint32_t table = order_by_[k].table;
+        for (size_t i = 0; i < count; ++i) keys[k * count + i] = row_keys[tuples_[i * width + table]];
+    }
+    const size_t columns = order_by_.size();
+    std::stable_sort(order_.begin(), order_.end(), [&](uint32_t a, uint32_t b) {
+        for (size_t k = 0; k < columns; ++k) {
+            const uint64_t ka = keys[k * count + a];
+            const uint64_t kb = keys[k * count + b];
+            if (ka != kb) return ka < kb;
+        }
+        return false;
+    });
 }
 
 bool SelectQuery::same_value(const Cell& a, const Cell& b) const {
