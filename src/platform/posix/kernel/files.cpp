@@ -469,8 +469,14 @@ BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlag
     struct stat to_st;
     bool replacing = false;
     if (lstat(to.posix.c_str(), &to_st) == 0) {
-        // A target that is the same file is a change of case: rename it.
-        if (!(key_of(to_st) == key_of(from_st))) {
+        if (key_of(to_st) == key_of(from_st)) {
+            // The same file under another case: take the spelling given.
+            std::wstring_view given = lpNewFileName;
+            size_t separator = given.find_last_of(L"\\/");
+            if (separator != std::wstring_view::npos) given.remove_prefix(separator + 1);
+            while (!given.empty() && (given.back() == L'.' || given.back() == L' ')) given.remove_suffix(1);
+            if (!given.empty()) to.posix = parent_of(to.posix) + "/" + to_utf8(given);
+        } else {
             if (!(dwFlags & MOVEFILE_REPLACE_EXISTING)) {
                 SetLastError(ERROR_ALREADY_EXISTS);
                 return FALSE;

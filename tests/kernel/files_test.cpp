@@ -1,0 +1,389 @@
+// Files through their Windows names: errors, round trips, attributes,
+// sharing, moves, the temporary folder, mapping and times.
+
+#include <sys/stat.h>
+
+#include <cstring>
+#include <regex>
+#include <thread>
+
+#include "fixture.h"
+
+namespace {
+
+using Files = KernelFolder;
+
+HANDLE open_file(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+    return CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+}
+
+std::string read_all(HANDLE file) {
+    std::string out;
+    char buffer[7];
+    DWORD got = 0;
+    while (ReadFile(file, buffer, sizeof(buffer), &got, nullptr) && got > 0) out.append(buffer, got);
+    return out;
+}
+
+TEST_F(Files, MissingFilesAndBadNamesSetTheWindowsErrors) {
+    struct Case {
+        std::wstring path;
+        DWORD error;
+    };
+    const Case cases[] = {
+        {win(L"missing.txt"), ERROR_FILE_NOT_FOUND},
+        {win(L"nodir\\x.txt"), ERROR_PATH_NOT_FOUND},
+        {L"", ERROR_PATH_NOT_FOUND},
+        {win(L"a|b.txt"), ERROR_INVALID_NAME},
+        {win(L"*.txt"), ERROR_INVALID_NAME},
+        {win(L"a:b"), ERROR_INVALID_NAME},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(qv::posix::to_utf8(c.path));
+        SetLastError(0);
+        EXPECT_EQ(open_file(c.path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), c.error);
+        SetLastError(0);
+        EXPECT_EQ(GetFileAttributesW(c.path.c_str()), INVALID_FILE_ATTRIBUTES);
+        EXPECT_EQ(GetLastError(), c.error);
+        SetLastError(0);
+        EXPECT_FALSE(DeleteFileW(c.path.c_str()));
+        EXPECT_EQ(GetLastError(), c.error);
+    }
+    EXPECT_EQ(GetFileAttributesW(nullptr), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(Files, WriteReadAndSeekRoundTripWithoutByteOrderMark) {
+    HANDLE file = open_file(win(L"data.bin"), GENERIC_WRITE, 0, CREATE_NEW);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+    DWORD written = 0;
+    ASSERT_TRUE(WriteFile(file, "hello world", 11, &written, nullptr));
+    EXPECT_EQ(written, 11u);
+    char byte;
+    DWORD got = 99;
+    EXPECT_FALSE(ReadFile(file, &byte, 1, &got, nullptr));  // opened for writing only
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(got, 0u);
+    ASSERT_TRUE(CloseHandle(file));
+    EXPECT_EQ(read_posix("data.bin"), "hello world");
+
+    file = open_file(win(L"data.bin"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    DWORD high = 77;
+    EXPECT_EQ(GetFileSize(file, &high), 11u);
+    EXPECT_EQ(high, 0u);
+    char buffer[16] = {};
+    ASSERT_TRUE(ReadFile(file, buffer, 5, &got, nullptr));
+    EXPECT_EQ(std::string(buffer, got), "hello");
+    EXPECT_EQ(SetFilePointer(file, -5, nullptr, FILE_END), 6u);
+    EXPECT_EQ(read_all(file), "world");
+    ASSERT_TRUE(ReadFile(file, buffer, 4, &got, nullptr));  // at the end: success, nothing read
+    EXPECT_EQ(got, 0u);
+    EXPECT_EQ(SetFilePointer(file, 2, nullptr, FILE_BEGIN), 2u);
+    EXPECT_EQ(SetFilePointer(file, 3, nullptr, FILE_CURRENT), 5u);
+    EXPECT_EQ(read_all(file), " world");
+    EXPECT_EQ(SetFilePointer(file, -20, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
+    EXPECT_EQ(GetLastError(), ERROR_NEGATIVE_SEEK);
+    LARGE_INTEGER distance, position;
+    distance.QuadPart = 4;
+    ASSERT_TRUE(SetFilePointerEx(file, distance, &position, FILE_BEGIN));
+    EXPECT_EQ(position.QuadPart, 4);
+    EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    ASSERT_TRUE(CloseHandle(file));
+}
+
+TEST_F(Files, CreationDispositionsFollowWindows) {
+    write_posix("f.txt", "old content");
+    SetLastError(0);
+    EXPECT_EQ(open_file(win(L"f.txt"), GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+
+    HANDLE file = open_file(win(L"F.TXT"), GENERIC_READ, FILE_SHARE_READ, OPEN_ALWAYS);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(read_all(file), "old content");
+    CloseHandle(file);
+
+    file = open_file(win(L"f.txt"), GENERIC_WRITE, 0, CREATE_ALWAYS);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    CloseHandle(file);
+    EXPECT_EQ(read_posix("f.txt"), "");
+    EXPECT_FALSE(exists_posix("F.TXT"));  // the existing spelling was used
+
+    file = open_file(win(L"new.txt"), GENERIC_WRITE, 0, OPEN_ALWAYS);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+    CloseHandle(file);
+
+    EXPECT_EQ(open_file(win(L"gone.txt"), GENERIC_WRITE, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(open_file(win(L"f.txt"), GENERIC_READ, 0, 9), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    mkdir(posix("folder").c_str(), 0755);
+    EXPECT_EQ(open_file(win(L"folder"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+}
+
+TEST_F(Files, WrongAndClosedHandlesAreRejectedWithoutCrash) {
+    write_posix("f.txt", "abc");
+    HANDLE file = open_file(win(L"f.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(FindClose(file));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    ASSERT_TRUE(CloseHandle(file));
+
+    char buffer[4];
+    DWORD got = 0;
+    const HANDLE bad[] = {file, INVALID_HANDLE_VALUE, nullptr, reinterpret_cast<HANDLE>(0x12345)};
+    for (HANDLE handle : bad) {
+        SetLastError(0);
+        EXPECT_FALSE(CloseHandle(handle));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        SetLastError(0);
+        EXPECT_FALSE(ReadFile(handle, buffer, 1, &got, nullptr));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        SetLastError(0);
+        EXPECT_EQ(GetFileSize(handle, nullptr), INVALID_FILE_SIZE);
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        SetLastError(0);
+        EXPECT_EQ(CreateFileMappingW(handle, nullptr, PAGE_READONLY, 0, 0, nullptr), nullptr);
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    }
+
+    WIN32_FIND_DATAW data;
+    HANDLE search = FindFirstFileW(win(L"*").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(CloseHandle(search));  // a search closes with FindClose only
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(FindClose(search));
+    EXPECT_FALSE(FindNextFileW(search, &data));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(Files, AttributesKeepTheReadOnlyBitAndWindowsDefaults) {
+    HANDLE file = open_file(win(L"a.txt"), GENERIC_WRITE, 0, CREATE_NEW);
+    CloseHandle(file);
+    EXPECT_EQ(GetFileAttributesW(win(L"a.txt").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+
+    ASSERT_TRUE(SetFileAttributesW(win(L"A.TXT").c_str(), FILE_ATTRIBUTE_READONLY));
+    EXPECT_EQ(GetFileAttributesW(win(L"a.txt").c_str()), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(open_file(win(L"a.txt"), GENERIC_WRITE, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(DeleteFileW(win(L"a.txt").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(exists_posix("a.txt"));
+
+    ASSERT_TRUE(SetFileAttributesW(win(L"a.txt").c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(GetFileAttributesW(win(L"a.txt").c_str()), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_TRUE(DeleteFileW(win(L"a.txt").c_str()));
+    EXPECT_FALSE(exists_posix("a.txt"));
+
+    file = open_file(win(L"t.tmp"), GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY);
+    CloseHandle(file);
+    EXPECT_EQ(GetFileAttributesW(win(L"t.tmp").c_str()), FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_ARCHIVE);
+
+    write_posix("locked.txt", "x");
+    chmod(posix("locked.txt").c_str(), 0444);
+    EXPECT_EQ(GetFileAttributesW(win(L"LOCKED.txt").c_str()), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
+    mkdir(posix("sub").c_str(), 0755);
+    EXPECT_EQ(GetFileAttributesW(win(L"SUB").c_str()), FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_FALSE(DeleteFileW(win(L"sub").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+}
+
+TEST_F(Files, ShareModesAndOpenFilesGuardDeletion) {
+    write_posix("s.txt", "shared");
+    HANDLE writer = open_file(win(L"s.txt"), GENERIC_WRITE, 0, OPEN_EXISTING);
+    ASSERT_NE(writer, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING),
+              INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    EXPECT_FALSE(DeleteFileW(win(L"s.txt").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    CloseHandle(writer);
+
+    HANDLE reader = open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+    HANDLE second = open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    EXPECT_NE(second, INVALID_HANDLE_VALUE);  // readers that share reading agree
+    EXPECT_EQ(open_file(win(L"s.txt"), GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    CloseHandle(second);
+    CloseHandle(reader);
+
+    reader = open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING);
+    EXPECT_TRUE(DeleteFileW(win(L"s.txt").c_str()));
+    CloseHandle(reader);
+
+    HANDLE temporary = open_file(win(L"doc.tmp"), GENERIC_WRITE, 0, CREATE_NEW,
+                                 FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE);
+    ASSERT_NE(temporary, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(exists_posix("doc.tmp"));
+    CloseHandle(temporary);
+    EXPECT_FALSE(exists_posix("doc.tmp"));
+}
+
+TEST_F(Files, MoveCopyAndFolders) {
+    write_posix("one.txt", "1");
+    write_posix("two.txt", "22");
+    EXPECT_FALSE(MoveFileW(win(L"one.txt").c_str(), win(L"TWO.txt").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_TRUE(MoveFileExW(win(L"one.txt").c_str(), win(L"TWO.txt").c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(read_posix("two.txt"), "1");
+    EXPECT_FALSE(exists_posix("one.txt"));
+    EXPECT_TRUE(MoveFileW(win(L"two.txt").c_str(), win(L"Two.txt").c_str()));  // a change of case
+    EXPECT_TRUE(exists_posix("Two.txt"));
+    EXPECT_FALSE(MoveFileW(win(L"absent").c_str(), win(L"x").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+
+    ASSERT_TRUE(SetFileAttributesW(win(L"two.txt").c_str(), FILE_ATTRIBUTE_READONLY));
+    EXPECT_TRUE(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), TRUE));
+    EXPECT_EQ(read_posix("copy.txt"), "1");
+    EXPECT_EQ(GetFileAttributesW(win(L"copy.txt").c_str()), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_FALSE(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), TRUE));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+    EXPECT_FALSE(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), FALSE));  // read-only target
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+
+    EXPECT_TRUE(CreateDirectoryW(win(L"Dir").c_str(), nullptr));
+    EXPECT_FALSE(CreateDirectoryW(win(L"dir").c_str(), nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_FALSE(CreateDirectoryW(win(L"no\\such").c_str(), nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+    EXPECT_TRUE(CreateDirectoryW(win(L"DIR\\inner").c_str(), nullptr));
+    EXPECT_TRUE(exists_posix("Dir/inner"));
+    EXPECT_FALSE(RemoveDirectoryW(win(L"dir").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_DIR_NOT_EMPTY);
+    EXPECT_FALSE(RemoveDirectoryW(win(L"copy.txt").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_DIRECTORY);
+    EXPECT_TRUE(RemoveDirectoryW(win(L"dir\\INNER").c_str()));
+    EXPECT_TRUE(RemoveDirectoryW(win(L"dir").c_str()));
+    EXPECT_FALSE(exists_posix("Dir"));
+}
+
+TEST_F(Files, TemporaryFolderAndNames) {
+    wchar_t small[4];
+    DWORD needed = GetTempPathW(4, small);
+    std::wstring folder(needed, L'\0');
+    DWORD length = GetTempPathW(needed, folder.data());
+    ASSERT_EQ(length + 1, needed);
+    folder.resize(length);
+    EXPECT_EQ(folder.substr(0, 3), L"Z:\\");
+    EXPECT_EQ(folder.back(), L'\\');
+    EXPECT_EQ(qv::posix::posix_path_from_windows(folder), qv::posix::temp_folder());
+    struct stat st;
+    ASSERT_EQ(stat(qv::posix::temp_folder().c_str(), &st), 0);
+    EXPECT_TRUE(S_ISDIR(st.st_mode));
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+
+    wchar_t name[MAX_PATH];
+    UINT unique = GetTempFileNameW(folder.c_str(), L"qvxyz", 0, name);
+    ASSERT_NE(unique, 0u);
+    wchar_t expected_tail[16];
+    std::swprintf(expected_tail, 16, L"qvx%X.TMP", unique);
+    EXPECT_EQ(std::wstring(name), folder + expected_tail);
+    EXPECT_EQ(GetFileAttributesW(name), FILE_ATTRIBUTE_ARCHIVE);  // created, empty
+    std::wregex form(LR"(.*\\qvx[0-9A-F]{1,4}\.TMP)");
+    EXPECT_TRUE(std::regex_match(std::wstring(name), form));
+    wchar_t other[MAX_PATH];
+    ASSERT_NE(GetTempFileNameW(folder.c_str(), L"qvx", 0, other), 0u);
+    EXPECT_NE(std::wstring(other), std::wstring(name));
+    EXPECT_TRUE(DeleteFileW(name));
+    EXPECT_TRUE(DeleteFileW(other));
+
+    // A given number only forms the name.
+    EXPECT_EQ(GetTempFileNameW(windows_.c_str(), L"ab", 0x11A2B, name), 0x1A2Bu);
+    EXPECT_EQ(std::wstring(name), windows_ + L"\\ab1A2B.TMP");
+    EXPECT_FALSE(exists_posix("ab1A2B.TMP"));
+    EXPECT_EQ(GetTempFileNameW(win(L"missing").c_str(), L"x", 0, name), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_DIRECTORY);
+}
+
+TEST_F(Files, MappingGivesTheBytesAndPinsTheFile) {
+    std::string bytes(70000, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 7) % 251);
+    write_posix("image.bin", bytes);
+    HANDLE file = open_file(win(L"IMAGE.BIN"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
+    ASSERT_NE(mapping, nullptr);
+    EXPECT_EQ(CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    CloseHandle(file);  // the mapping keeps the file
+
+    auto* whole = static_cast<const char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+    ASSERT_NE(whole, nullptr);
+    EXPECT_EQ(std::memcmp(whole, bytes.data(), bytes.size()), 0);
+    auto* part = static_cast<const char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 65536, 100));
+    ASSERT_NE(part, nullptr);
+    EXPECT_EQ(std::memcmp(part, bytes.data() + 65536, 100), 0);
+    EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_READ, 0, 100, 10), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_MAPPED_ALIGNMENT);
+    EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_READ, 0, 65536, 5000), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    CloseHandle(mapping);
+
+    EXPECT_FALSE(DeleteFileW(win(L"image.bin").c_str()));  // a view is still there
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(UnmapViewOfFile(whole));
+    EXPECT_FALSE(UnmapViewOfFile(whole));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_ADDRESS);
+    EXPECT_TRUE(UnmapViewOfFile(part + 10));  // any address inside the view
+    EXPECT_TRUE(DeleteFileW(win(L"image.bin").c_str()));
+
+    write_posix("empty.bin", "");
+    file = open_file(win(L"empty.bin"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    EXPECT_EQ(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+    CloseHandle(file);
+}
+
+TEST_F(Files, FileTimesFromDosStamps) {
+    // 2020-01-02 03:04:06, the reference machine's local time being UTC.
+    const WORD date = static_cast<WORD>(((2020 - 1980) << 9) | (1 << 5) | 2);
+    const WORD time = static_cast<WORD>((3 << 11) | (4 << 5) | (6 / 2));
+    FILETIME local, utc;
+    ASSERT_TRUE(DosDateTimeToFileTime(date, time, &local));
+    const uint64_t expected = 1577934246ULL * 10000000ULL + 116444736000000000ULL;
+    EXPECT_EQ((static_cast<uint64_t>(local.dwHighDateTime) << 32) | local.dwLowDateTime, expected);
+    ASSERT_TRUE(LocalFileTimeToFileTime(&local, &utc));
+    EXPECT_FALSE(DosDateTimeToFileTime(static_cast<WORD>((40 << 9) | (13 << 5) | 1), 0, &local));  // month 13
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+
+    write_posix("stamp.txt", "x");
+    HANDLE file = open_file(win(L"stamp.txt"), GENERIC_WRITE, 0, OPEN_EXISTING);
+    ASSERT_TRUE(SetFileTime(file, nullptr, nullptr, &utc));
+    FILETIME written;
+    ASSERT_TRUE(GetFileTime(file, nullptr, nullptr, &written));
+    EXPECT_EQ(written.dwLowDateTime, utc.dwLowDateTime);
+    EXPECT_EQ(written.dwHighDateTime, utc.dwHighDateTime);
+    CloseHandle(file);
+    struct stat st;
+    ASSERT_EQ(stat(posix("stamp.txt").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtim.tv_sec, 1577934246);
+
+    file = open_file(win(L"stamp.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    EXPECT_FALSE(SetFileTime(file, nullptr, nullptr, &utc));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    CloseHandle(file);
+}
+
+TEST(LastError, IsKeptPerThread) {
+    SetLastError(5);
+    DWORD seen_in_thread = 99;
+    std::thread other([&] {
+        seen_in_thread = GetLastError();
+        SetLastError(7);
+    });
+    other.join();
+    EXPECT_EQ(seen_in_thread, 0u);
+    EXPECT_EQ(GetLastError(), 5u);
+}
+
+}  // namespace
