@@ -1,7 +1,7 @@
 // The message catalogue as a string table of the platform. The same
 // catalogue.inc feeds the string table resource of the DLL; here it becomes
-// a static table that is registered with the platform's LoadStringW when the
-// library is loaded, under the library's module handle.
+// a static table that is registered with the platform's LoadStringW under
+// the library's module handle.
 #include <cstddef>
 #include <iterator>
 
@@ -20,19 +20,18 @@ const QvStringResource kCatalogue[] = {
 // gives one: a fixed, non-null value.
 HMODULE const kNativeModule = reinterpret_cast<HMODULE>(static_cast<uintptr_t>(0x51560000));
 
-struct CatalogueRegistration {
-    CatalogueRegistration()
-    {
-        QvRegisterStringTable(kNativeModule, kCatalogue, std::size(kCatalogue));
-        if (!QvLibraryModule())
-            QvSetLibraryModule(kNativeModule);
-    }
-};
-
-const CatalogueRegistration g_registration;
-
 }  // namespace
 
-// Referenced by the reporter so that the linker keeps this unit, and with it
-// the registration, in every program that reports.
-size_t QvCatalogueSize() noexcept { return std::size(kCatalogue); }
+// Registers the table once, at the first question for the library's module:
+// a registration from a static initialiser could run before the platform's
+// own table of string tables exists.
+void QvRegisterCatalogue() noexcept
+{
+    static const bool registered = [] {
+        QvRegisterStringTable(kNativeModule, kCatalogue, std::size(kCatalogue));
+        return true;
+    }();
+    (void)registered;
+}
+
+HMODULE QvNativeModule() noexcept { return kNativeModule; }

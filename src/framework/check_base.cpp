@@ -2,8 +2,6 @@
 
 #include "framework/library.h"
 
-size_t QvCatalogueSize() noexcept;
-
 namespace {
 
 constexpr int kFailure = 0;
@@ -11,9 +9,6 @@ constexpr int kInformation = 3;
 constexpr UINT kUnhandledException = 121;
 constexpr UINT kUnexpectedException = 124;
 constexpr DWORD kPropertyCapacity = 0x104;
-
-// Keeps the catalogue's unit, and its registration, in every linked program.
-[[maybe_unused]] const size_t g_catalogueEntries = QvCatalogueSize();
 
 }  // namespace
 

@@ -8,7 +8,19 @@ HMODULE g_module = nullptr;
 
 }  // namespace
 
-HMODULE QvLibraryModule() noexcept { return g_module; }
+void QvRegisterCatalogue() noexcept;
+HMODULE QvNativeModule() noexcept;
+
+HMODULE QvLibraryModule() noexcept
+{
+    // Where no loader called DllMain, the catalogue's own table stands in
+    // for the module's string table resource.
+    if (!g_module) {
+        QvRegisterCatalogue();
+        g_module = QvNativeModule();
+    }
+    return g_module;
+}
 
 void QvSetLibraryModule(HMODULE module) noexcept { g_module = module; }
 

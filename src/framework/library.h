@@ -5,9 +5,10 @@
 
 #include "platform/platform.h"
 
-// The module the message catalogue is loaded from. Recorded once at load:
-// by DllMain at process attach in the DLL, by the catalogue's static
-// registration in the native build.
+// The module the message catalogue is loaded from: recorded by DllMain at
+// process attach in the DLL; in the native build, where no loader calls
+// DllMain, a fixed handle under which the catalogue is registered at the
+// first call.
 HMODULE QvLibraryModule() noexcept;
 void QvSetLibraryModule(HMODULE module) noexcept;
 

@@ -1,0 +1,343 @@
+// The run sequence of a check over fixture packages: banner, findings and
+// their columns, debug lines, the two failure messages, the cost actions and
+// the session services, as an installer session delivers them.
+#include <algorithm>
+#include <stdexcept>
+
+#include "checks/bp/meta_feature.h"
+#include "database/views.h"
+#include "framework/check_base.h"
+#include "framework/exports.h"
+#include "framework/fixture.h"
+#include "platform/posix/kernel/paths.h"
+
+namespace {
+
+using qvtest::BuildPackage;
+using qvtest::FeatureRow;
+using qvtest::PropertyRow;
+using qvtest::Session;
+using qvtest::TempDir;
+using Lines = std::vector<std::wstring>;
+
+// A check whose Validate is the test's own code.
+class Probe : public CQVIceBase {
+public:
+    Probe(MSIHANDLE install, std::function<void(Probe&)> body) : CQVIceBase(install), m_body(std::move(body)) {}
+    _stringx<> GetName() const override { return L"QVPROBE"; }
+    _stringx<> GetDescription() const override { return L"probe"; }
+    void Validate() override { m_body(*this); }
+
+    std::vector<_stringx<>>& Location() { return m_location; }
+
+private:
+    std::function<void(Probe&)> m_body;
+};
+
+void RunProbe(Session& session, std::function<void(Probe&)> body)
+{
+    Probe probe(session.handle(), std::move(body));
+    EXPECT_EQ(probe.Execute(), 0u);
+}
+
+const wchar_t* const kProbeBanner = L"QVPROBE\t3\tQVPROBE - probe";
+
+// Directory, Component and File rows for one file Tool.exe in
+// ProgramFilesFolder\App.
+std::vector<std::string> ToolPackage()
+{
+    return {
+        "CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), `DefaultDir` "
+        "CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY `Directory`)",
+        "INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('TARGETDIR', '', "
+        "'SourceDir')",
+        "INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('ProgramFilesFolder', "
+        "'TARGETDIR', '.')",
+        "INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('INSTALLDIR', "
+        "'ProgramFilesFolder', 'App')",
+        "CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), `Directory_` CHAR(72) "
+        "NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), `KeyPath` CHAR(72) PRIMARY KEY "
+        "`Component`)",
+        "INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
+        "('Main', '{11111111-1111-1111-1111-111111111111}', 'INSTALLDIR', 0, 'ToolFile')",
+        "CREATE TABLE `File` (`File` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, `FileName` CHAR(255) NOT "
+        "NULL LOCALIZABLE, `FileSize` LONG NOT NULL, `Version` CHAR(72), `Language` CHAR(20), `Attributes` SHORT, "
+        "`Sequence` SHORT NOT NULL PRIMARY KEY `File`)",
+        "INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Sequence`) VALUES ('ToolFile', "
+        "'Main', 'TOOL.EXE|Tool.exe', 10, 1)",
+    };
+}
+
+// ---- QVBP01 and the finding line ------------------------------------------------
+
+TEST(QVBP01, ReportsFeaturesNamedAllInAnyCaseAndNothingElse)
+{
+    TempDir dir;
+    const auto msi = BuildPackage(dir, "features", {qvtest::kFeatureTable, FeatureRow("ALL"), FeatureRow("all"),
+                                                    FeatureRow("Alle"), FeatureRow("AL"), FeatureRow("Main")});
+    Session session(msi);
+    EXPECT_EQ(QVBP01(session.handle()), 0u);
+    ASSERT_EQ(session.lines.size(), 3u);
+    EXPECT_EQ(session.lines[0], L"QVBP01\t3\tQVBP01 - Reports an error if a feature is named 'ALL'");
+    Lines findings(session.lines.begin() + 1, session.lines.end());
+    std::sort(findings.begin(), findings.end());
+    EXPECT_EQ(findings, (Lines{
+                            L"QVBP01\t1\tFeature ALL conflicts with the installation meta-feature ALL.\t\tFeature\tFeature\tALL",
+                            L"QVBP01\t1\tFeature ALL conflicts with the installation meta-feature ALL.\t\tFeature\tFeature\tall",
+                        }));
+}
+
+TEST(QVBP01, AbsentFeatureTableGivesTheBannerOnly)
+{
+    TempDir dir;
+    const auto msi = BuildPackage(dir, "empty", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")});
+    Session session(msi);
+    QVBP01(session.handle());
+    EXPECT_EQ(session.lines, (Lines{L"QVBP01\t3\tQVBP01 - Reports an error if a feature is named 'ALL'"}));
+}
+
+TEST(Findings, LocationIsFlushedOntoOneFindingAndThenEmpty)
+{
+    TempDir dir;
+    const auto msi = BuildPackage(dir, "plain", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")});
+    Session session(msi);
+    bool emptiedAfterFinding = false;
+    RunProbe(session, [&](Probe& p) {
+        p.Location() = {L"Feature", L"Feature", L"ALL"};
+        p.ReportMessage(165, 1);
+        emptiedAfterFinding = p.Location().empty();
+        p.ReportMessage(165, 2);
+        p.Location() = {L"Registry", L"Key", L"reg1", L"second key"};
+        p.ReportText(L"free text", 3);
+    });
+    EXPECT_TRUE(emptiedAfterFinding);
+    EXPECT_EQ(session.lines,
+              (Lines{
+                  kProbeBanner,
+                  L"QVPROBE\t1\tFeature ALL conflicts with the installation meta-feature ALL.\t\tFeature\tFeature\tALL",
+                  L"QVPROBE\t2\tFeature ALL conflicts with the installation meta-feature ALL.",
+                  L"QVPROBE\t3\tfree text\t\tRegistry\tKey\treg1\tsecond key",
+              }));
+}
+
+TEST(Findings, ArgumentsPlaceholdersAndAbsentEntries)
+{
+    TempDir dir;
+    const auto msi = BuildPackage(dir, "plain", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")});
+    Session session(msi);
+    RunProbe(session, [](Probe& p) {
+        // 124 has three placeholders; two arguments leave "?" for the third.
+        p.ReportMessage(124, L"QVX", L"-5", 2);
+        p.ReportMessage(124, L"QVX", L"-5", L"the text", 1);
+        // Id 261 is not in the catalogue: the finding goes out with empty text.
+        p.ReportMessage(261, L"ignored", 2);
+        // The line is a record template: the installer formats it on delivery.
+        p.ReportMessage(147, L"Dlg", L"Name", 1);
+    });
+    EXPECT_EQ(session.lines, (Lines{
+                                 kProbeBanner,
+                                 L"QVPROBE\t2\tAn unexpected exception occurred in running QVX. -5:  ?",
+                                 L"QVPROBE\t1\tAn unexpected exception occurred in running QVX. -5:  the text",
+                                 L"QVPROBE\t2\t",
+                                 L"QVPROBE\t1\tThe Title of Dialog Dlg does not include 'Name' or '[ProductName]'",
+                             }));
+}
+
+// ---- debug lines -----------------------------------------------------------------
+
+TEST(Debugging, OnlyWithThePropertyRowWhateverItsValue)
+{
+    TempDir dir;
+    struct Case {
+        std::string name;
+        std::vector<std::string> queries;
+        bool debugging;
+    };
+    const std::vector<Case> cases = {
+        {"noproperty", {qvtest::kFeatureTable}, false},
+        {"otherrow", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")}, false},
+        {"zero", {qvtest::kPropertyTable, PropertyRow("_QV_DEBUGGING_ACTION", "0")}, true},
+        {"one", {qvtest::kPropertyTable, PropertyRow("_QV_DEBUGGING_ACTION", "1")}, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Session session(BuildPackage(dir, c.name, c.queries));
+        RunProbe(session, [](Probe& p) {
+            p.DebugLine(L"plain line");
+            p.DebugLine(L"one %s", L"argument");
+            p.DebugLine(L"%s and %s", _stringx<>(L"two"), L"args");
+        });
+        if (c.debugging) {
+            EXPECT_EQ(session.lines, (Lines{kProbeBanner, L"QVPROBE\t3\tplain line", L"QVPROBE\t3\tone argument",
+                                            L"QVPROBE\t3\ttwo and args", L"QVPROBE\t3\tFinished ICE QVPROBE"}));
+        } else {
+            EXPECT_EQ(session.lines, (Lines{kProbeBanner}));
+        }
+    }
+}
+
+TEST(Debugging, DebugLineFlushesAPendingLocation)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "debug", {qvtest::kPropertyTable, PropertyRow("_QV_DEBUGGING_ACTION", "yes")}));
+    RunProbe(session, [](Probe& p) {
+        p.Location() = {L"File", L"File", L"f1"};
+        p.DebugLine(L"looking");
+        p.ReportText(L"finding", 1);
+    });
+    EXPECT_EQ(session.lines, (Lines{kProbeBanner, L"QVPROBE\t3\tlooking\t\tFile\tFile\tf1", L"QVPROBE\t1\tfinding",
+                                    L"QVPROBE\t3\tFinished ICE QVPROBE"}));
+}
+
+// ---- failures ----------------------------------------------------------------------
+
+TEST(Failures, FailedViewEndsTheCheckWithMessage124AndNoClosingLine)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "fail", {qvtest::kPropertyTable, PropertyRow("_QV_DEBUGGING_ACTION", "1")}));
+    bool continued = false;
+    RunProbe(session, [&](Probe& p) {
+        p.ReportText(L"before", 2);
+        MSIHANDLE view = 0;
+        OpenView(view, p.Database(), L"SELECT * FROM `%s`", L"NoSuchTable");
+        continued = true;
+    });
+    EXPECT_FALSE(continued);
+    ASSERT_EQ(session.lines.size(), 3u);
+    EXPECT_EQ(session.lines[0], kProbeBanner);
+    EXPECT_EQ(session.lines[1], L"QVPROBE\t2\tbefore");
+    // HRESULT of ERROR_BAD_QUERY_SYNTAX (1615); the installer's error record
+    // (2228: unknown table, with the table and the query) formatted with the
+    // template of CheckInstallerResult; then the name of the failed step.
+    EXPECT_EQ(session.lines[2],
+              L"QVPROBE\t0\tAn unexpected exception occurred in running QVPROBE. -2147023281:  Windows Installer "
+              L"Error 2228: , NoSuchTable, SELECT * FROM `NoSuchTable`\nMsiOpenDatabaseView()");
+}
+
+TEST(Failures, AnyOtherExceptionIsMessage121AndNoClosingLine)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "fail", {qvtest::kPropertyTable, PropertyRow("_QV_DEBUGGING_ACTION", "1")}));
+    RunProbe(session, [](Probe&) { throw std::runtime_error("boom"); });
+    RunProbe(session, [](Probe&) { throw 7; });
+    EXPECT_EQ(session.lines, (Lines{kProbeBanner, L"QVPROBE\t0\tAn unhandled exception occurred.", kProbeBanner,
+                                    L"QVPROBE\t0\tAn unhandled exception occurred."}));
+}
+
+TEST(Failures, FailedFieldReadInTheLoopEndsTheWalk)
+{
+    // Without an installer error record the text is the system's message
+    // for the HRESULT, then the name of the step.
+    TempDir dir;
+    Session session(BuildPackage(dir, "fetch", {qvtest::kFeatureTable, FeatureRow("Main"), FeatureRow("Second")}));
+    int rows = 0;
+    RunProbe(session, [&](Probe& p) {
+        ForEachRow(
+            p.Database(),
+            [&](MSIHANDLE) {
+                ++rows;
+                RecordFieldString(0, 1);
+            },
+            L"SELECT * FROM `%s`", L"Feature");
+    });
+    EXPECT_EQ(rows, 1);
+    EXPECT_EQ(session.lines, (Lines{kProbeBanner, L"QVPROBE\t0\tAn unexpected exception occurred in running "
+                                                  L"QVPROBE. -2147024890:  The handle is invalid.\r\n"
+                                                  L"MsiRecordGetString()"}));
+}
+
+// ---- forwards and banners ------------------------------------------------------------
+
+TEST(Exports, ForwardsRunTheBestPracticeCheckUnderItsOwnName)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "fwd", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")}));
+    EXPECT_EQ(QVICE13(session.handle()), 0u);
+    EXPECT_EQ(QVICE14(session.handle()), 0u);
+    EXPECT_EQ(QVICE15(session.handle()), 0u);
+    EXPECT_EQ(session.lines,
+              (Lines{
+                  L"QVBP17\t3\tQVBP17 - Validate that no .hlp files or WinHelp run-time files are included in the "
+                  L"installation.",
+                  L"QVBP18\t3\tQVBP18 - Validate that no obsolete APIs are imported.",
+                  L"QVBP19\t3\tQVBP19 - Validate that no deprecated APIs are imported.",
+              }));
+}
+
+// ---- cost actions and session services -------------------------------------------------
+
+TEST(CostActions, RunOncePerSessionAndMarkTheSession)
+{
+    TempDir dir;
+    const auto msi = BuildPackage(dir, "tool", ToolPackage());
+
+    Session session(msi);
+    _stringx<> first, second;
+    RunProbe(session, [&](Probe& p) { first = p.FormatTargetPath(L"[#ToolFile]"); });
+    EXPECT_EQ(first, L"C:\\Program Files (x86)\\App\\Tool.exe");
+    EXPECT_EQ(session.Property(L"_QVCostInitialize"), L"1");
+    EXPECT_EQ(session.Property(L"_QVFileCost"), L"1");
+    EXPECT_EQ(session.Property(L"_QVCostFinalize"), L"1");
+    EXPECT_EQ(session.Property(L"_QVResolveSource"), L"");
+
+    // Had CostFinalize run again, the new directory value would move the file.
+    ASSERT_EQ(MsiSetPropertyW(session.handle(), L"INSTALLDIR", L"D:\\Other\\"), ERROR_SUCCESS);
+    RunProbe(session, [&](Probe& p) { second = p.FormatTargetPath(L"[#ToolFile]"); });
+    EXPECT_EQ(second, L"C:\\Program Files (x86)\\App\\Tool.exe");
+
+    // The same value set before the first costing does move it.
+    Session fresh(msi);
+    ASSERT_EQ(MsiSetPropertyW(fresh.handle(), L"INSTALLDIR", L"D:\\Other\\"), ERROR_SUCCESS);
+    RunProbe(fresh, [&](Probe& p) { first = p.FormatTargetPath(L"[#ToolFile]"); });
+    EXPECT_EQ(first, L"D:\\Other\\Tool.exe");
+
+    // A mark already set keeps the action from running at all.
+    Session marked(msi);
+    ASSERT_EQ(MsiSetPropertyW(marked.handle(), L"_QVCostFinalize", L"1"), ERROR_SUCCESS);
+    RunProbe(marked, [&](Probe& p) { first = p.FormatTargetPath(L"[#ToolFile]"); });
+    EXPECT_EQ(first, L"");
+}
+
+TEST(SessionServices, FormatTargetPathKeepsTheWholePath)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "tool", ToolPackage()));
+    std::vector<_stringx<>> results;
+    RunProbe(session, [&](Probe& p) {
+        results.push_back(p.FormatTargetPath(L"[INSTALLDIR]"));
+        results.push_back(p.FormatTargetPath(L"[INSTALLDIR]tool.EXE.CONFIG"));
+        results.push_back(p.FormatTargetPath(L"plain"));
+    });
+    ASSERT_EQ(results.size(), 3u);
+    EXPECT_EQ(results[0], L"C:\\Program Files (x86)\\App\\");
+    EXPECT_EQ(results[1], L"C:\\Program Files (x86)\\App\\tool.EXE.CONFIG");
+    EXPECT_EQ(results[2], L"plain");
+}
+
+TEST(SessionServices, PropertyValuesFromTableAndSession)
+{
+    TempDir dir;
+    const auto msi = BuildPackage(dir, "props", {qvtest::kPropertyTable, PropertyRow("ProductName", "Quill App"),
+                                                 PropertyRow("Empty", "x")});
+    Session session(msi);
+    std::vector<_stringx<>> values;
+    RunProbe(session, [&](Probe& p) {
+        values.push_back(p.GetPropertyTableValue(L"ProductName"));
+        values.push_back(p.GetPropertyTableValue(L"Missing"));
+        values.push_back(p.GetPropertyTableValue(L"it's"));  // a broken query counts as absent
+        values.push_back(p.GetSessionProperty(L"ProductName"));
+        values.push_back(p.GetSessionProperty(L"_QVResolveSource"));
+        values.push_back(p.GetSessionProperty(L"SourceDir"));
+    });
+    ASSERT_EQ(values.size(), 6u);
+    EXPECT_EQ(values[0], L"Quill App");
+    EXPECT_EQ(values[1], L"");
+    EXPECT_EQ(values[2], L"");
+    EXPECT_EQ(values[3], L"Quill App");
+    // An empty value makes ResolveSource run (which sets its mark) and is read again.
+    EXPECT_EQ(values[4], L"1");
+    const std::wstring folder = qv::posix::windows_path_from_posix(dir.path()) + L"\\";
+    EXPECT_EQ(values[5].str(), folder);
+}
+
+}  // namespace
