@@ -2,6 +2,7 @@
 // their columns, debug lines, the two failure messages, the cost actions and
 // the session services, as an installer session delivers them.
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 
 #include "checks/bp/meta_feature.h"
@@ -9,6 +10,8 @@
 #include "framework/check_base.h"
 #include "framework/exports.h"
 #include "framework/fixture.h"
+#include "framework/library.h"
+#include "framework/registry.h"
 #include "platform/posix/kernel/paths.h"
 
 namespace {
@@ -338,6 +341,50 @@ TEST(SessionServices, PropertyValuesFromTableAndSession)
     EXPECT_EQ(values[4], L"1");
     const std::wstring folder = qv::posix::windows_path_from_posix(dir.path()) + L"\\";
     EXPECT_EQ(values[5].str(), folder);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Exports, EveryExportSendsItsBannerAndReturnsZero)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "all", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")}));
+    const std::map<std::wstring, std::wstring> forwards = {
+        {L"QVICE13", L"QVBP17"}, {L"QVICE14", L"QVBP18"}, {L"QVICE15", L"QVBP19"}};
+    for (const auto& e : qv::AllExports()) {
+        SCOPED_TRACE(e.className);
+        session.lines.clear();
+        QvResetLibraryState();
+        EXPECT_EQ(e.entry(session.handle()), 0u);
+        const auto forward = forwards.find(e.name);
+        const std::wstring name = forward == forwards.end() ? std::wstring(e.name) : forward->second;
+        _stringx<> description;
+        ASSERT_TRUE(LoadCatalogueString(description, QvLibraryModule(), e.descriptionId));
+        EXPECT_EQ(session.lines, (Lines{name + L"\t3\t" + name + L" - " + description.str()}));
+    }
+}
+
+TEST(Exports, SharedChecksDescribeThemselvesInTheVirtualizationWords)
+{
+    TempDir dir;
+    Session session(BuildPackage(dir, "shared", {qvtest::kPropertyTable, PropertyRow("ProductName", "X")}));
+    QVUWP02(session.handle());
+    QVUWP14(session.handle());
+    QVUWP15(session.handle());
+    QVUWP04(session.handle());
+    EXPECT_EQ(session.lines,
+              (Lines{
+                  L"QVUWP02\t3\tQVUWP02 - Checks for the presence of drivers that are configured to be installed "
+                  L"through the MsiDriverPackages table",
+                  L"QVUWP14\t3\tQVUWP14 - Checks for the presence of files that are part of ASP.NET/IIS applications",
+                  L"QVUWP15\t3\tQVUWP15 - Checks for the presence of Quillvane IIS support indicating that an "
+                  L"ASP.NET/IIS application is installed",
+                  L"QVUWP04\t3\tQVUWP04 - Checks for the presence of multiple shortcuts for Windows Store "
+                  L"applications. Quillvane turns shortcuts into applications, and the Windows Store may disallow "
+                  L"multiple applications.",
+              }));
 }
 
 }  // namespace
