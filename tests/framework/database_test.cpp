@@ -217,3 +217,49 @@ TEST(CheckInstallerResult, UsesTheInstallerErrorRecord)
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ComException, ReadsTheThreadsErrorObjectOrTheSystemText)
+{
+    // No error object: the system's text for the code, or "Unknown error".
+    IErrorInfo* stale = nullptr;
+    if (GetErrorInfo(0, &stale) == S_OK && stale)
+        stale->Release();
+    com_exception plain(E_FAIL);
+    EXPECT_EQ(plain.Error(), E_FAIL);
+    EXPECT_EQ(plain.Description(), L"Unspecified error\r\n");
+    EXPECT_TRUE(plain.Source().empty());
+    EXPECT_EQ(com_exception(static_cast<HRESULT>(0x8123ABCD)).Description(), L"Unknown error");
+
+    // An error object gives description, interface and source; the object is
+    // taken from the thread.
+    ICreateErrorInfo* create = nullptr;
+    ASSERT_EQ(CreateErrorInfo(&create), S_OK);
+    wchar_t description[] = L"broken view";
+    wchar_t source[] = L"No.Such.ProgId";
+    const GUID iid = {0x12345678, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
+    create->SetDescription(description);
+    create->SetSource(source);
+    create->SetGUID(iid);
+    IErrorInfo* info = nullptr;
+    ASSERT_EQ(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
+    ASSERT_EQ(SetErrorInfo(0, info), S_OK);
+    info->Release();
+    create->Release();
+
+    com_exception rich(E_INVALIDARG);
+    EXPECT_EQ(rich.Error(), E_INVALIDARG);
+    EXPECT_EQ(rich.Description(), L"broken view");
+    EXPECT_EQ(rich.Source(), L"No.Such.ProgId");
+    EXPECT_TRUE(rich.InterfaceGuid() == iid);
+    EXPECT_TRUE(rich.SourceClass() == GUID_NULL);
+    EXPECT_STREQ(rich.what(), "broken view");
+    const com_exception copy(rich);
+    EXPECT_EQ(copy.Description(), L"broken view");
+
+    com_exception after(E_FAIL);
+    EXPECT_EQ(after.Description(), L"Unspecified error\r\n");
+}
+
+}  // namespace
