@@ -149,27 +149,33 @@ HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
             search->entries.push_back(data);
     } else {
         std::wstring expression = translate_pattern(pattern);
-        std::vector<std::pair<std::wstring, std::string>> names;
+        struct Entry {
+            std::wstring wide;
+            std::string narrow;
+            std::wstring key;  // the name folded to upper case, for the order
+        };
+        std::vector<Entry> names;
         if (folder != "/") {
-            names.emplace_back(L".", ".");
-            names.emplace_back(L"..", "..");
+            names.push_back({L".", ".", L"."});
+            names.push_back({L"..", "..", L".."});
         }
         size_t dots = names.size();
         if (DIR* dir = opendir(folder.c_str())) {
             while (dirent* entry = readdir(dir)) {
                 std::string name = entry->d_name;
                 if (name == "." || name == "..") continue;
-                names.emplace_back(from_utf8(name), name);
+                std::wstring wide = from_utf8(name);
+                if (!Matcher(expression, wide).matches()) continue;
+                names.push_back({wide, name, folded(wide)});
             }
             closedir(dir);
         }
-        std::sort(names.begin() + static_cast<std::ptrdiff_t>(dots), names.end(), [](const auto& a, const auto& b) {
-            std::wstring fa = folded(a.first), fb = folded(b.first);
-            return fa != fb ? fa < fb : a.first < b.first;
+        std::sort(names.begin() + static_cast<std::ptrdiff_t>(dots), names.end(), [](const Entry& a, const Entry& b) {
+            return a.key != b.key ? a.key < b.key : a.wide < b.wide;
         });
-        for (const auto& [wide, narrow] : names) {
-            if (!Matcher(expression, wide).matches()) continue;
-            if (fill(folder, narrow, wide, data)) search->entries.push_back(data);
+        for (const Entry& entry : names) {
+            if (!Matcher(expression, entry.wide).matches()) continue;
+            if (fill(folder, entry.narrow, entry.wide, data)) search->entries.push_back(data);
         }
     }
     if (search->entries.empty()) {

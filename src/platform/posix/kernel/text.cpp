@@ -249,6 +249,21 @@ wchar_t lower_char(wchar_t c) {
 
 bool names_equal_ignoring_case(std::string_view a, std::string_view b) {
     if (a.size() == b.size() && a == b) return true;
+    auto ascii = [](std::string_view text) {
+        for (char c : text)
+            if (static_cast<unsigned char>(c) >= 0x80) return false;
+        return true;
+    };
+    if (ascii(a) && ascii(b)) {
+        if (a.size() != b.size()) return false;
+        for (size_t i = 0; i < a.size(); ++i) {
+            char x = a[i], y = b[i];
+            if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 32);
+            if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 32);
+            if (x != y) return false;
+        }
+        return true;
+    }
     std::wstring wa = from_utf8(a), wb = from_utf8(b);
     if (wa.size() != wb.size()) return false;
     for (size_t i = 0; i < wa.size(); ++i)
