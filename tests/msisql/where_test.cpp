@@ -107,17 +107,20 @@ TEST_F(Where, ParametersBindInOrderAndCheckTypes) {
 }
 
 TEST_F(Where, DuplicatePoolEntriesCompareByText) {
-    // A pool may hold one text under two ids; equality is by text.
+    // A pool may hold one text under two ids: equality, DISTINCT and ORDER BY
+    // go by the text.
     msidb::Database dup;
-    dup.strings = {L"", L"k", L"k"};
+    dup.strings = {L"", L"k", L"k", L"r"};
     msidb::Table t;
     t.name = L"T";
     t.columns = {col(L"A", L"s8", true), col(L"B", L"S8")};
-    t.cells = {{msidb::CellKind::String, 1}, {msidb::CellKind::String, 2},
-               {msidb::CellKind::String, 2}, {msidb::CellKind::Null, 0}};
+    using msidb::CellKind;
+    t.cells = {{CellKind::String, 1}, {CellKind::String, 2}, {CellKind::String, 2}, {CellKind::Null, 0},
+               {CellKind::String, 3}, {CellKind::String, 1}};
     dup.add_table(std::move(t));
     EXPECT_EQ(run(dup, L"SELECT `A` FROM `T` WHERE `A` = `B`"), (Rows{L"k"}));
-    EXPECT_EQ(run(dup, L"SELECT DISTINCT `A` FROM `T`"), (Rows{L"k"}));
+    EXPECT_EQ(run(dup, L"SELECT DISTINCT `A` FROM `T`"), (Rows{L"k", L"r"}));
+    EXPECT_EQ(run(dup, L"SELECT `A`, `B` FROM `T` ORDER BY `B`"), (Rows{L"k|~", L"k|k", L"r|k"}));
 }
 
 }  // namespace
