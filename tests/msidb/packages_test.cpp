@@ -270,3 +270,31 @@ TEST(Layout, ThirtyColumns) {
 }
 
 }  // namespace
+
+namespace {
+
+// 8 MB of stream data need more FAT sectors than the header's 109 slots, so
+// the FAT is reached through DIFAT sectors.
+TEST(Layout, LargeStreamThroughDifat) {
+    const std::string dir = make_temp_dir("difat");
+    std::string payload(8u << 20, '\0');
+    uint32_t x = 12345;
+    for (auto& ch : payload) {
+        x = x * 1103515245u + 12345u;
+        ch = static_cast<char>(x >> 24);
+    }
+    write_file(dir + "/cab.bin", payload);
+    const std::string path = build_package(dir, "difat.msi", {}, "-a Disk1.cab cab.bin");
+    const auto file = read_file(path);
+    ASSERT_GE(file.size(), 0x4Cu);
+    EXPECT_GT(file[0x48] | (file[0x49] << 8), 0);  // DIFAT sector count in the header
+    auto db = open_ok(path);
+    ASSERT_TRUE(db);
+    auto cab = db->find_stream(L"Disk1.cab");
+    ASSERT_TRUE(cab);
+    ASSERT_EQ(cab->size(), payload.size());
+    EXPECT_TRUE(stream_text(*cab) == payload);
+    EXPECT_TRUE(db->tables.empty());
+}
+
+}  // namespace

@@ -302,7 +302,10 @@ std::unique_ptr<CompoundFile> CompoundFile::open(Buffer buffer, std::string& err
     {
         std::vector<uint32_t> minifat_sectors;
         const uint32_t start = le32(d + 0x3C);
-        if (start != EndOfChain && start != FreeSect && !regular.walk(start, minifat_sectors, error)) return nullptr;
+        // Without a mini stream an empty mini FAT may be described loosely.
+        const bool absent = start == EndOfChain || start == FreeSect ||
+                            (le32(d + 0x40) == 0 && img->mini_stream.empty());
+        if (!absent && !regular.walk(start, minifat_sectors, error)) return nullptr;
         read_table(*img, minifat_sectors, minifat);
     }
     ChainWalker mini(minifat, (mini_stream_size + MiniSectorSize - 1) >> MiniSectorShift, false);
