@@ -331,6 +331,8 @@ TEST_F(Files, MappingGivesTheBytesAndPinsTheFile) {
 
     EXPECT_FALSE(DeleteFileW(win(L"image.bin").c_str()));  // a view is still there
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(open_file(win(L"image.bin"), GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_USER_MAPPED_FILE);
     EXPECT_TRUE(UnmapViewOfFile(whole));
     EXPECT_FALSE(UnmapViewOfFile(whole));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_ADDRESS);

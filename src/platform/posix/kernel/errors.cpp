@@ -64,6 +64,7 @@ constexpr SystemMessage kWin32Messages[] = {
     {1006, L"The volume for a file has been externally altered so that the opened file is no longer valid."},
     {1113, L"No mapping for the Unicode character exists in the target multi-byte code page."},
     {1132, L"The base address or the file offset specified does not have the proper alignment."},
+    {1224, L"The requested operation cannot be performed on a file with a user-mapped section open."},
     {1603, L"Fatal error during installation."},
     {1608, L"Unknown property."},
     {1609, L"Handle is in an invalid state."},

@@ -126,7 +126,7 @@ DWORD truncation_conflict(FileKey key) {
     auto it = g_uses.find(key);
     if (it == g_uses.end()) return 0;
     for (const FileUse* use : it->second)
-        if (use->mapped_) return 1224;  // ERROR_USER_MAPPED_FILE
+        if (use->mapped_) return ERROR_USER_MAPPED_FILE;
     return 0;
 }
 
