@@ -382,17 +382,26 @@ bool SelectQuery::execute(const std::vector<Field>& params, Error& error) {
     std::iota(order_.begin(), order_.end(), 0u);
     if (!order_by_.empty()) sort_result();
     if (distinct_ && !order_.empty()) {
-        std::unordered_multimap<size_t, uint32_t> seen;
-        seen.reserve(order_.size());
+        // Open addressing over result rows: a slot holds a kept tuple + 1.
+        size_t capacity = 16;
+        while (capacity < order_.size() * 2) capacity *= 2;
+        std::vector<uint32_t> slots(capacity, 0);
+        std::vector<size_t> hashes(capacity, 0);
         size_t kept = 0;
         for (uint32_t t : order_) {
             const uint32_t* tuple = &tuples_[t * width];
             const size_t h = row_hash(tuple);
+            size_t i = h & (capacity - 1);
             bool duplicate = false;
-            for (auto [it, end] = seen.equal_range(h); it != end && !duplicate; ++it)
-                duplicate = same_row(&tuples_[it->second * width], tuple);
+            for (; slots[i] != 0; i = (i + 1) & (capacity - 1)) {
+                if (hashes[i] == h && same_row(&tuples_[static_cast<size_t>(slots[i] - 1) * width], tuple)) {
+                    duplicate = true;
+                    break;
+                }
+            }
             if (duplicate) continue;
-            seen.emplace(h, t);
+            slots[i] = t + 1;
+            hashes[i] = h;
             order_[kept++] = t;
         }
         order_.resize(kept);
@@ -591,18 +600,19 @@ bool SelectQuery::same_value(const Cell& a, const Cell& b) const {
 }
 
 size_t SelectQuery::row_hash(const uint32_t* tuple) const {
-    size_t h = 0;
+    uint64_t h = 0;
     for (const Item& item : items_) {
         if (item.constant) continue;
         const Cell& c = cell(item.column, tuple);
-        size_t v = 0;
+        uint64_t v = 0;
         if (!cell_is_null(c)) {
             v = c.kind == CellKind::String ? std::hash<std::wstring>()(db_.string(c.value))
                                            : std::hash<int64_t>()(c.value) + static_cast<size_t>(c.kind);
         }
-        h = h * 1000003u ^ v;
+        h = (h ^ v) * 0x9E3779B97F4A7C15ull;
+        h ^= h >> 29;
     }
-    return h;
+    return static_cast<size_t>(h);
 }
 
 bool SelectQuery::same_row(const uint32_t* a, const uint32_t* b) const {
