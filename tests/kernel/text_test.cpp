@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <random>
 #include <string>
 
 #include "platform/platform.h"
@@ -210,6 +211,36 @@ TEST(Modules, ProcessFileNameInWindowsForm) {
     EXPECT_EQ(std::wstring(small), L"Z:\\");
     EXPECT_EQ(GetModuleHandleW(L"kernel32.dll"), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(CodePages, RandomInputRoundTripsOrIsReplacedWithoutOverrun) {
+    std::mt19937 random(1234);
+    for (int round = 0; round < 300; ++round) {
+        // Scalar values survive UTF-8 both ways.
+        std::wstring text;
+        for (int i = 0; i < 40; ++i) {
+            auto c = static_cast<wchar_t>(random() % 0x110000);
+            if (c >= 0xD800 && c <= 0xDFFF) c = L'x';
+            text += c;
+        }
+        EXPECT_EQ(qv::posix::from_utf8(qv::posix::to_utf8(text)), text);
+
+        // Arbitrary bytes decode in any code page with the size first asked
+        // for, and never more.
+        std::string bytes;
+        for (int i = 0; i < 33; ++i) bytes += static_cast<char>(random() & 0xFF);
+        for (UINT code_page : {1252u, 932u, 65001u, 936u}) {
+            int size = MultiByteToWideChar(code_page, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+            ASSERT_GT(size, 0);
+            std::wstring out(static_cast<size_t>(size) + 1, L'#');
+            EXPECT_EQ(MultiByteToWideChar(code_page, 0, bytes.data(), static_cast<int>(bytes.size()), out.data(), size), size);
+            EXPECT_EQ(out.back(), L'#');
+        }
+    }
 }
 
 }  // namespace
