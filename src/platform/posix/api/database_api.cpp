@@ -48,6 +48,37 @@ MSIHANDLE OpenDatabase(const std::string& posix_path, std::string& reason) {
     return open_model(posix_path, qv::winapi::widen(posix_path), reason);
 }
 
+bool SetPropertyRow(MSIHANDLE database, const std::wstring& property, const std::wstring& value) {
+    auto object = lookup<DatabaseObject>(database);
+    if (!object || property.empty()) return false;
+    qv::msidb::Database& db = *object->db;
+    qv::msidb::Table* table = db.find_table(L"Property");
+    if (!table) {
+        qv::msidb::Table t;
+        t.name = L"Property";
+        t.columns = {{L"Property", 0x2D48}, {L"Value", 0x0F00}};
+        table = &db.add_table(std::move(t));
+    }
+    const int key = table->column_index(L"Property");
+    const int val = table->column_index(L"Value");
+    if (key < 0 || val < 0) return false;
+    const qv::msidb::Cell key_cell{qv::msidb::CellKind::String, db.intern(property)};
+    const qv::msidb::Cell value_cell =
+        value.empty() ? qv::msidb::Cell{} : qv::msidb::Cell{qv::msidb::CellKind::String, db.intern(value)};
+    for (size_t r = 0; r < table->rows(); ++r) {
+        const auto& cell = table->at(r, key);
+        if (cell.kind == qv::msidb::CellKind::String && db.string(cell.value) == property) {
+            table->at(r, val) = value_cell;
+            return true;
+        }
+    }
+    std::vector<qv::msidb::Cell> row(table->columns.size());
+    row[key] = key_cell;
+    row[val] = value_cell;
+    table->cells.insert(table->cells.end(), row.begin(), row.end());
+    return true;
+}
+
 int DatabaseCodepage(MSIHANDLE database) {
     auto object = lookup<DatabaseObject>(database);
     return object ? object->db->codepage : -1;

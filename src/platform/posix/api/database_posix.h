@@ -11,6 +11,10 @@ namespace qv::posix {
 // one-line reason ("not a compound file", "No such file or directory", ...).
 MSIHANDLE OpenDatabase(const std::string& posix_path, std::string& reason);
 
+// Adds (or replaces) a row of the Property table of an open database in
+// memory, creating the table when the package has none.
+bool SetPropertyRow(MSIHANDLE database, const std::wstring& property, const std::wstring& value);
+
 // The code page of an open database's string pool, or -1 for a bad handle.
 int DatabaseCodepage(MSIHANDLE database);
 
