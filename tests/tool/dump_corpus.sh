@@ -3,7 +3,7 @@
 # `qvice dump` prints every table exactly as `msiinfo export` does.
 # Usage: dump_corpus.sh QVICE WORKDIR
 set -uo pipefail
-qvice=$1
+qvice=$(realpath "$1")
 work=$2
 here=$(cd "$(dirname "$0")/.." && pwd)
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
@@ -15,8 +15,9 @@ make_package() {  # name codepage idt-files...
     local args=()
     [ "$cp" != 0 ] && args+=(-i _ForceCodepage.idt)
     for f in "$@"; do args+=(-i "$f"); done
-    msibuild "$name.msi" -s "Corpus $name" "qvice tests" "Intel;1033" "{11111111-2222-3333-4444-555555555555}" \
-        "${args[@]}" || { echo "msibuild failed for $name"; exit 1; }
+    # msibuild reads -s only after the imports.
+    msibuild "$name.msi" "${args[@]}" -s "Corpus $(basename "$name")" "qvice tests" "Intel;1033" \
+        "{11111111-2222-3333-4444-555555555555}" || { echo "msibuild failed for $name"; exit 1; }
 }
 
 # Tables shared by several packages.
@@ -67,23 +68,16 @@ cd ..
 
 # Packages written by wixl: a product with an embedded cabinet, and a merge module.
 (cd "$here/../samples" && wixl -o "$work/sample.msi" sample.wxs) || { echo "wixl failed"; exit 1; }
-cat > module.wxs <<'WXS'
-<?xml version="1.0" encoding="utf-8"?>
-<Wix xmlns="http://schemas.microsoft.com/wix/2006/wi">
-  <Module Id="QvCorpusModule" Language="1033" Version="1.0.0">
-    <Package Id="0A1B2C3D-4E5F-4A6B-8C7D-9E0F1A2B3C4D" Manufacturer="qvice tests" InstallerVersion="200"/>
-    <Directory Id="TARGETDIR" Name="SourceDir">
-      <Directory Id="MergeRedirectFolder">
-        <Component Id="ModuleComponent" Guid="1F2E3D4C-5B6A-4978-8695-A4B3C2D1E0F9">
-          <File Id="ModuleFile" Name="module.txt" Source="module.txt" KeyPath="yes"/>
-        </Component>
-      </Directory>
-    </Directory>
-  </Module>
-</Wix>
-WXS
-printf 'module file\r\n' > module.txt
-wixl -o module.msm module.wxs || { echo "wixl failed for the merge module"; exit 1; }
+# A merge module (wixl builds none, so its tables are written here).
+mkdir -p msm && cd msm
+printf 'ModuleID\tLanguage\tVersion\r\ns72\ti2\ts32\r\nModuleSignature\tModuleID\tLanguage\r\nQvCorpus.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\t1033\t1.0.0\r\n' > ModuleSignature.idt
+printf 'Component\tModuleID\tLanguage\r\ns72\ts72\ti2\r\nModuleComponents\tComponent\tModuleID\tLanguage\r\nModComp.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\tQvCorpus.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\t1033\r\n' > ModuleComponents.idt
+printf 'Directory\tDirectory_Parent\tDefaultDir\r\ns72\tS72\tl255\r\nDirectory\tDirectory\r\nTARGETDIR\t\tSourceDir\r\nMergeRedirectFolder\tTARGETDIR\t.\r\n' > Directory.idt
+printf 'Component\tComponentId\tDirectory_\tAttributes\tCondition\tKeyPath\r\ns72\tS38\ts72\ti2\tS255\tS72\r\nComponent\tComponent\r\nModComp.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\t{1F2E3D4C-5B6A-4978-8695-A4B3C2D1E0F9}\tMergeRedirectFolder\t0\t\tModFile.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\r\n' > Component.idt
+printf 'File\tComponent_\tFileName\tFileSize\tVersion\tLanguage\tAttributes\tSequence\r\ns72\ts72\tl255\ti4\tS72\tS20\tI2\ti2\r\nFile\tFile\r\nModFile.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\tModComp.0A1B2C3D_4E5F_4A6B_8C7D_9E0F1A2B3C4D\tmodule.txt\t13\t\t\t512\t1\r\n' > File.idt
+make_package ../module 0 ModuleSignature.idt ModuleComponents.idt Directory.idt Component.idt File.idt
+mv ../module.msi ../module.msm
+cd ..
 
 passed=0
 failed=0

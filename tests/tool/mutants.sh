@@ -4,7 +4,7 @@
 # in a clean error or in output, never in a signal.
 # Usage: mutants.sh QVICE WORKDIR
 set -uo pipefail
-qvice=$1
+qvice=$(realpath "$1")
 work=$2
 here=$(cd "$(dirname "$0")/.." && pwd)
 rm -rf "$work" && mkdir -p "$work" || exit 1
