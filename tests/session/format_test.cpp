@@ -100,6 +100,8 @@ TEST_F(FormatTest, GroupsKeepDropOrUnwrap) {
     EXPECT_EQ(fmt(L"{{Fatal error: }}"), L"Fatal error: ");
     EXPECT_EQ(fmt(L"{{Disk [P]}}!"), L"Disk v!");
     EXPECT_EQ(fmt(L"{{Disk [Unset]}}!"), L"!");
+    EXPECT_EQ(fmt(L"{{{{[P]}}}}"), L"v");
+    EXPECT_EQ(fmt(L"{{a}}{{b [P]}}"), L"ab v");
     // An escape counts as a substitution.
     EXPECT_EQ(fmt(L"{[\\[]}"), L"[");
 }
@@ -118,6 +120,20 @@ TEST_F(FormatTest, UnbalancedTextStaysAsWritten) {
     EXPECT_EQ(fmt(L"[\\"), L"[\\");
     EXPECT_EQ(fmt(L"[\\x"), L"[\\x");
     EXPECT_EQ(fmt(std::wstring(5000, L'[') + L"[P]"), std::wstring(5000, L'[') + L"v");
+}
+
+// Openers nested deeper than 200 levels are plain text (a guard against
+// hostile templates; real ones nest a few levels).
+TEST_F(FormatTest, NestingDepthIsCapped) {
+    auto nest = [](int groups) {
+        std::wstring t;
+        for (int i = 0; i < groups; ++i) t += L"{a";
+        return t + L"[P]" + std::wstring(static_cast<size_t>(groups), L'}');
+    };
+    EXPECT_EQ(fmt(nest(199)), std::wstring(199, L'a') + L"v");
+    EXPECT_EQ(fmt(nest(200)), nest(200));
+    const std::wstring deep = std::wstring(100000, L'[') + std::wstring(100000, L']');
+    EXPECT_EQ(format_record({deep}, nullptr), deep);
 }
 
 TEST_F(FormatTest, RecordFields) {

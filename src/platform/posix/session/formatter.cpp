@@ -7,6 +7,10 @@ namespace {
 
 constexpr size_t npos = static_cast<size_t>(-1);
 
+// Openers nested deeper than this are plain text. Real templates nest two or
+// three levels; the cap bounds the work on hostile text to depth x length.
+constexpr size_t kMaxNesting = 200;
+
 // How a bracket resolved, for the group rule: a group whose brackets all
 // found a value loses its braces, one with a missing value disappears, one
 // with nothing substituted stays as written.
@@ -65,6 +69,7 @@ struct Frame {
     std::wstring text;
     bool substituted = false;
     bool missing = false;
+    size_t inner_close = npos;  // DoubleGroup: the inner '}', which closes nothing
 };
 
 }  // namespace
@@ -115,6 +120,10 @@ std::wstring format_text(const std::wstring& text, const RecordText* record, con
             i = escape_end[i];
             continue;
         }
+        if (partner[i] != npos && (c == L'[' || c == L'{') && frames.size() > kMaxNesting) {
+            partner[partner[i]] = npos;  // too deep: both ends become plain text
+            partner[i] = npos;
+        }
         if (partner[i] == npos) {
             frames.back().text += c;
             continue;
@@ -125,7 +134,9 @@ std::wstring format_text(const std::wstring& text, const RecordText* record, con
             // "{{...}}" whose inner braces pair up is one double group.
             const size_t close = partner[i];
             if (i + 1 < n && text[i + 1] == L'{' && close > 0 && partner[i + 1] == close - 1) {
-                frames.push_back(Frame{FrameKind::DoubleGroup, {}});
+                Frame frame{FrameKind::DoubleGroup, {}};
+                frame.inner_close = close - 1;
+                frames.push_back(std::move(frame));
                 ++i;
             } else {
                 frames.push_back(Frame{FrameKind::Group, {}});
@@ -145,11 +156,7 @@ std::wstring format_text(const std::wstring& text, const RecordText* record, con
                 continue;
             }
             // The inner '}' of a double group is not a frame of its own.
-            if (frames.back().kind == FrameKind::DoubleGroup && i + 1 < n && partner[i] != npos &&
-                text[partner[i]] == L'{' && partner[i] > 0 && text[partner[i] - 1] == L'{' &&
-                partner[partner[i] - 1] == i + 1) {
-                continue;
-            }
+            if (i == frames.back().inner_close) continue;
             Frame done = std::move(frames.back());
             frames.pop_back();
             Frame& parent = frames.back();
