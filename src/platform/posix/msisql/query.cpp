@@ -12,6 +12,7 @@
 #include <functional>
 #include <numeric>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "parser.h"
 
@@ -55,7 +56,6 @@ struct Node {
     CellKind value_kind = CellKind::Null;
     int32_t integer = 0;
     std::wstring text;
-    uint32_t last_table = 0;  // highest table index the subtree reads
 };
 
 struct Item {
@@ -227,13 +227,11 @@ uint32_t SelectQuery::last_table_of(int node) const {
 
 bool SelectQuery::bind(const Statement& st, std::wstring_view sql, Error& error) {
     const std::wstring query(sql);
-    for (size_t i = 0; i < st.tables.size(); ++i) {
-        const std::wstring& name = st.tables[i];
-        for (size_t j = 0; j < i; ++j) {
-            if (st.tables[j] == name) {
-                error = {1615, 2230, {db_name_, name, query}};
-                return false;
-            }
+    std::unordered_set<std::wstring_view> seen;
+    for (const std::wstring& name : st.tables) {
+        if (!seen.insert(name).second) {
+            error = {1615, 2230, {db_name_, name, query}};
+            return false;
         }
         const Table* table = db_.find_table(name);
         if (!table && msidb::is_virtual_table(name)) {
