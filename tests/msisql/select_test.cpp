@@ -110,5 +110,23 @@ TEST_F(Select, ConstantsAndColumnInformation) {
     EXPECT_EQ(q->column_definitions(), (Rows{L"s72", L"i2", L"S72", L"S255", L"s72", L"i2"}));
 }
 
+TEST_F(Select, OpenQuerySurvivesTablesAddedToTheDatabase) {
+    // Adding tables moves the table array; an open query must follow it
+    // (run under QV_SANITIZE this reads freed memory when it does not).
+    Error error;
+    auto q = Query::prepare(db, L"SELECT `File`, `Attributes` FROM `Component`, `File` WHERE `Component` = "
+                                L"`Component_` AND `Attributes` = 4", L"", error);
+    ASSERT_TRUE(q);
+    for (int i = 0; i < 40; ++i) add(db, (L"Extra" + std::to_wstring(i)).c_str(), {col(L"K", L"s8", true)}, {});
+    ASSERT_TRUE(q->execute({}, error));
+    std::vector<Field> row;
+    ASSERT_TRUE(q->fetch(row));
+    EXPECT_EQ(render(row), L"f1|4");
+    for (int i = 40; i < 200; ++i) add(db, (L"Extra" + std::to_wstring(i)).c_str(), {col(L"K", L"s8", true)}, {});
+    ASSERT_TRUE(q->fetch(row));
+    EXPECT_EQ(render(row), L"f3|4");
+    EXPECT_FALSE(q->fetch(row));
+}
+
 }  // namespace
 }  // namespace qv::msisql::test

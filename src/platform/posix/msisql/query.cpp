@@ -9,6 +9,7 @@
 #include "query.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <numeric>
 #include <unordered_map>
@@ -62,6 +63,7 @@ struct Item {
     bool constant = false;
     BoundColumn column;
     Field value;  // for constants
+    std::wstring name;
     std::wstring definition;
 };
 
@@ -82,8 +84,7 @@ public:
     std::vector<std::wstring> column_names() const override {
         std::vector<std::wstring> names;
         names.reserve(items_.size());
-        for (const Item& item : items_)
-            names.push_back(item.constant ? std::wstring() : tables_[item.column.table]->columns[item.column.column].name);
+        for (const Item& item : items_) names.push_back(item.name);
         return names;
     }
 
@@ -98,6 +99,7 @@ public:
 
     bool fetch(std::vector<Field>& row) override {
         if (!executed_ || cursor_ >= order_.size()) return false;
+        refresh_tables();
         const uint32_t* tuple = &tuples_[static_cast<size_t>(order_[cursor_++]) * tables_.size()];
         row.resize(items_.size());
         for (size_t i = 0; i < items_.size(); ++i) {
@@ -121,6 +123,13 @@ public:
     }
 
 private:
+    // Tables of the database are held by position: their addresses change
+    // when the database gains a table while this query is open.
+    void refresh_tables() {
+        for (size_t t = 0; t < tables_.size(); ++t)
+            tables_[t] = slots_[t] >= 0 ? &db_.tables[slots_[t]] : owned_[-slots_[t] - 1].get();
+    }
+
     const Cell& cell(BoundColumn c, const uint32_t* tuple) const {
         return tables_[c.table]->at(tuple[c.table], c.column);
     }
@@ -185,6 +194,7 @@ private:
     std::wstring db_name_;
     std::vector<std::unique_ptr<Table>> owned_;  // virtual tables built for this query
     std::vector<const Table*> tables_;
+    std::vector<ptrdiff_t> slots_;  // index in db_.tables, or -1 - index in owned_
     std::vector<Item> items_;
     std::vector<Node> nodes_;
     int root_ = -1;
@@ -234,28 +244,32 @@ bool SelectQuery::bind(const Statement& st, std::wstring_view sql, Error& error)
             return false;
         }
         const Table* table = db_.find_table(name);
+        ptrdiff_t slot = table ? table - db_.tables.data() : 0;
         if (!table && msidb::is_virtual_table(name)) {
             owned_.push_back(msidb::make_virtual_table(db_, name));
             table = owned_.back().get();
+            slot = -static_cast<ptrdiff_t>(owned_.size());
         }
         if (!table) {
             error = {1615, 2228, {db_name_, name, query}};
             return false;
         }
         tables_.push_back(table);
+        slots_.push_back(slot);
     }
 
     if (st.star) {
         for (size_t t = 0; t < tables_.size(); ++t)
             for (size_t c = 0; c < tables_[t]->columns.size(); ++c)
                 items_.push_back({false, {static_cast<uint32_t>(t), static_cast<uint32_t>(c)}, Field(),
-                                  tables_[t]->columns[c].definition()});
+                                  tables_[t]->columns[c].name, tables_[t]->columns[c].definition()});
     } else {
         for (const SelectItem& si : st.items) {
             Item item;
             switch (si.kind) {
             case SelectItem::Kind::Column:
                 if (!resolve(si.column, sql, item.column, error)) return false;
+                item.name = tables_[item.column.table]->columns[item.column.column].name;
                 item.definition = tables_[item.column.table]->columns[item.column.column].definition();
                 break;
             case SelectItem::Kind::Integer:
@@ -345,6 +359,7 @@ bool SelectQuery::bind(const Statement& st, std::wstring_view sql, Error& error)
 
 bool SelectQuery::execute(const std::vector<Field>& params, Error& error) {
     close();
+    refresh_tables();
     if (params.size() < static_cast<size_t>(param_count_)) {
         error = {1627, 2208, {db_name_}};
         return false;
