@@ -15,6 +15,12 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+private:
+    // Message 144 for each row of each present sequence table that names the action.
+    void ReportScheduled(const _stringx<>& action);
+    // Message 145 for each DoAction control event whose argument is the action.
+    void ReportTriggered(const _stringx<>& action);
 };
 
 class CQVIce18 : public CQVIceBase {
