@@ -1,0 +1,290 @@
+// The POSIX back end of CabinetEngine over libmspack, with its own
+// mspack_system over the engine's file callbacks (qv::file). One context
+// keeps its cabinet and its decompressor open across Copy calls, so entries
+// asked for in their cabinet order decompress each folder once: libmspack
+// resumes within a folder when the next entry lies at or after the point
+// reached.
+#include <mspack.h>
+
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "inspect/cabinet.h"
+
+namespace qv::mscab::backend {
+
+namespace {
+
+// The pseudo-name under which libmspack opens the output of an entry: the
+// handle that notification 2 returned.
+const char kOutputName[] = "\x01qv-cabinet-output";
+
+struct Context;
+
+struct File {
+    Context* context;
+    intptr_t handle;
+    bool output;
+};
+
+struct Context {
+    mspack_system sys;  // first member: the system pointer is the context
+    mscab_decompressor* decompressor = nullptr;
+    mscabd_cabinet* cabinet = nullptr;
+    std::string cabinetPath;
+    intptr_t output = 0;
+    qv::win32_exception* pending = nullptr;  // thrown by a callback inside libmspack
+    uint64_t bytesRead = 0;
+};
+
+Context* Of(mspack_system* self) { return reinterpret_cast<Context*>(self); }
+
+// Exceptions must not cross libmspack's C frames: keep the first one and
+// report an error to the library; Copy throws it once libmspack returns.
+template <class F>
+auto Guard(Context* context, F&& body, decltype(body()) failure) noexcept -> decltype(body())
+{
+    try {
+        return body();
+    } catch (qv::win32_exception* e) {
+        if (!context->pending)
+            context->pending = e;
+        else
+            delete e;
+    } catch (...) {
+    }
+    return failure;
+}
+
+mspack_file* SysOpen(mspack_system* self, const char* filename, int mode)
+{
+    Context* context = Of(self);
+    if (std::strcmp(filename, kOutputName) == 0) {
+        if (mode != MSPACK_SYS_OPEN_WRITE || !context->output)
+            return nullptr;
+        return reinterpret_cast<mspack_file*>(new (std::nothrow) File{context, context->output, true});
+    }
+    if (mode != MSPACK_SYS_OPEN_READ)
+        return nullptr;
+    const intptr_t handle = Guard(context, [&] { return CabinetEngine::FileOpen(filename, 0, 0); }, intptr_t(-1));
+    if (handle == -1)
+        return nullptr;
+    auto* file = new (std::nothrow) File{context, handle, false};
+    if (!file)
+        CabinetEngine::FileClose(handle);
+    return reinterpret_cast<mspack_file*>(file);
+}
+
+void SysClose(mspack_file* f)
+{
+    File* file = reinterpret_cast<File*>(f);
+    if (!file)
+        return;
+    // The output handle belongs to notification 3, which closes it.
+    if (!file->output)
+        CabinetEngine::FileClose(file->handle);
+    delete file;
+}
+
+int SysRead(mspack_file* f, void* buffer, int bytes)
+{
+    File* file = reinterpret_cast<File*>(f);
+    if (bytes < 0 || file->output)
+        return -1;
+    const int got = Guard(
+        file->context,
+        [&] { return static_cast<int>(CabinetEngine::FileRead(file->handle, buffer, static_cast<unsigned>(bytes))); },
+        -1);
+    if (got > 0)
+        file->context->bytesRead += static_cast<uint64_t>(got);
+    return got;
+}
+
+int SysWrite(mspack_file* f, void* buffer, int bytes)
+{
+    File* file = reinterpret_cast<File*>(f);
+    if (bytes < 0)
+        return -1;
+    return Guard(
+        file->context,
+        [&] { return static_cast<int>(CabinetEngine::FileWrite(file->handle, buffer, static_cast<unsigned>(bytes))); },
+        -1);
+}
+
+int SysSeek(mspack_file* f, off_t offset, int mode)
+{
+    File* file = reinterpret_cast<File*>(f);
+    if (offset < -0x7FFFFFFFL || offset > 0x7FFFFFFFL)
+        return -1;
+    const int origin = mode == MSPACK_SYS_SEEK_START ? 0 : mode == MSPACK_SYS_SEEK_CUR ? 1 : 2;
+    return Guard(
+        file->context,
+        [&] {
+            CabinetEngine::FileSeek(file->handle, static_cast<long>(offset), origin);
+            return 0;
+        },
+        -1);
+}
+
+off_t SysTell(mspack_file* f)
+{
+    File* file = reinterpret_cast<File*>(f);
+    return Guard(file->context, [&] { return static_cast<off_t>(CabinetEngine::FileSeek(file->handle, 0, 1)); },
+                 off_t(-1));
+}
+
+void SysMessage(mspack_file*, const char*, ...) {}
+void* SysAlloc(mspack_system*, size_t bytes) { return std::malloc(bytes); }
+void SysFree(void* p) { std::free(p); }
+void SysCopy(void* src, void* dest, size_t bytes) { std::memcpy(dest, src, bytes); }
+
+int ErrorOperation(int mspackError)
+{
+    switch (mspackError) {
+    case MSPACK_ERR_OK: return kErrorNone;
+    case MSPACK_ERR_OPEN: return kErrorCabinetNotFound;
+    case MSPACK_ERR_SIGNATURE: return kErrorNotACabinet;
+    case MSPACK_ERR_NOMEMORY: return kErrorAllocFail;
+    case MSPACK_ERR_WRITE: return kErrorTargetFile;
+    case MSPACK_ERR_DECRUNCH: return kErrorDecompressorFail;
+    default: return kErrorCorruptCabinet;  // read, seek, data format, checksum
+    }
+}
+
+void Fail(CabinetEngine::ErrorRecord& erf, int operation)
+{
+    erf.erfOper = operation;
+    erf.erfType = 0;
+    erf.fError = 1;
+}
+
+uint16_t DosDate(const mscabd_file* f)
+{
+    return static_cast<uint16_t>(((f->date_y - 1980) << 9) | (f->date_m << 5) | f->date_d);
+}
+
+uint16_t DosTime(const mscabd_file* f)
+{
+    return static_cast<uint16_t>((f->time_h << 11) | (f->time_m << 5) | (f->time_s >> 1));
+}
+
+}  // namespace
+
+bool Load() noexcept
+{
+    int result = MSPACK_ERR_OK;
+    MSPACK_SYS_SELFTEST(result);
+    return result == MSPACK_ERR_OK;
+}
+
+void* Create(CabinetEngine::ErrorRecord& erf) noexcept
+{
+    auto* context = new (std::nothrow) Context();
+    if (!context) {
+        Fail(erf, kErrorAllocFail);
+        return nullptr;
+    }
+    context->sys = mspack_system{SysOpen, SysClose, SysRead,  SysWrite, SysSeek, SysTell,
+                                 SysMessage, SysAlloc, SysFree, SysCopy, nullptr};
+    context->decompressor = mspack_create_cab_decompressor(&context->sys);
+    if (!context->decompressor) {
+        delete context;
+        Fail(erf, kErrorAllocFail);
+        return nullptr;
+    }
+    return context;
+}
+
+void Destroy(void* handle) noexcept
+{
+    auto* context = static_cast<Context*>(handle);
+    if (!context)
+        return;
+    if (context->cabinet)
+        context->decompressor->close(context->decompressor, context->cabinet);
+    mspack_destroy_cab_decompressor(context->decompressor);
+    delete context->pending;
+    delete context;
+}
+
+uint64_t CabinetBytesRead(void* handle) noexcept { return static_cast<Context*>(handle)->bytesRead; }
+
+bool Copy(void* handle, const char* name, const char* folder, void* user, CabinetEngine::ErrorRecord& erf)
+{
+    auto* context = static_cast<Context*>(handle);
+    mscab_decompressor* d = context->decompressor;
+    auto takePending = [context] {
+        qv::win32_exception* e = context->pending;
+        context->pending = nullptr;
+        return e;
+    };
+
+    std::string path = std::string(folder) + name;
+    if (!context->cabinet || context->cabinetPath != path) {
+        if (context->cabinet)
+            d->close(d, context->cabinet);
+        context->cabinetPath = path;
+        context->cabinet = d->open(d, context->cabinetPath.c_str());
+        if (qv::win32_exception* e = takePending())
+            delete e;  // an unreadable cabinet is an error of the copy, as a missing one
+        if (!context->cabinet) {
+            Fail(erf, ErrorOperation(d->last_error(d)));
+            return false;
+        }
+    }
+
+    Notification info;
+    info.pv = user;
+    info.psz1 = context->cabinet->nextname;
+    info.psz3 = const_cast<char*>(folder);
+    info.setID = context->cabinet->set_id;
+    info.iCabinet = context->cabinet->set_index;
+    if (CabinetEngine::Notify(kNotifyCabinetInfo, &info) == -1) {
+        Fail(erf, kErrorUserAbort);
+        return false;
+    }
+
+    for (mscabd_file* f = context->cabinet->files; f; f = f->next) {
+        Notification n;
+        n.pv = user;
+        n.psz1 = f->filename;
+        n.cb = static_cast<long>(f->length);
+        n.date = DosDate(f);
+        n.time = DosTime(f);
+        n.attribs = static_cast<uint16_t>(f->attribs);
+        n.setID = context->cabinet->set_id;
+        n.iCabinet = context->cabinet->set_index;
+        const intptr_t hf = CabinetEngine::Notify(kNotifyCopyFile, &n);
+        if (hf == 0)
+            continue;
+        if (hf == -1) {
+            Fail(erf, kErrorUserAbort);
+            return false;
+        }
+        context->output = hf;
+        const int result = d->extract(d, f, kOutputName);
+        context->output = 0;
+        if (qv::win32_exception* e = takePending()) {
+            CabinetEngine::FileClose(hf);
+            throw e;
+        }
+        if (result != MSPACK_ERR_OK) {
+            CabinetEngine::FileClose(hf);
+            Fail(erf, ErrorOperation(result));
+            return false;
+        }
+        n.hf = hf;
+        n.cb = (f->attribs & kAttributeExecute) ? 1 : 0;
+        n.attribs = static_cast<uint16_t>(f->attribs & ~kAttributeExecute);
+        const intptr_t closed = CabinetEngine::Notify(kNotifyCloseFileInfo, &n);
+        if (closed == 0 || closed == -1) {
+            Fail(erf, kErrorUserAbort);
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace qv::mscab::backend
