@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "reference.h"
 
 namespace {
 
@@ -14,6 +15,9 @@ const char kUsage[] =
     "  qvice list                   list the checks: name, family, description\n"
     "  qvice dump PACKAGE [TABLE...]  print tables as IDT text (all tables when none given)\n"
     "  qvice dump --summary PACKAGE   print the summary information as IDT text\n"
+    "  qvice reference --list [FOLDER]  list the built-in reference tables (or a folder of IDT\n"
+    "                               files): name, columns, row count\n"
+    "  qvice reference --export FOLDER  write the built-in reference tables as IDT files\n"
     "\n"
     "Options:\n"
     "  --checks NAMES      comma-separated check names, run in that order (default: all, in the\n"
@@ -45,6 +49,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (args[0] == "dump") return qvice::DumpCommand({args.begin() + 1, args.end()});
+    if (args[0] == "reference") return qvice::ReferenceCommand({args.begin() + 1, args.end()});
     if (args[0] == "list") return qvice::ListCommand({args.begin() + 1, args.end()});
     return qvice::RunCommand(args);
 }
