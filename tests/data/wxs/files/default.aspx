@@ -1,0 +1,1 @@
+qvice test payload: default.aspx
