@@ -142,3 +142,47 @@ TEST(IdtReader, TypeWords) {
 }
 
 }  // namespace
+
+namespace {
+
+// Damaged texts: every truncation and many random byte changes of a valid
+// file either read or fail with a reason that names the file and a line.
+TEST(IdtReader, DamagedTextsFailCleanly) {
+    const std::string valid =
+        "Name\tCount\tData\tNote\r\n"
+        "s72\tI4\tV0\tL0\r\n"
+        "T\tName\r\n"
+        "a\t1\tdoc\tx\x10y\r\n"
+        "b\t-5\t\t\xC3\xA9\r\n";
+    const uint8_t bytes[] = {1, 2, 3};
+    const IdtStreamFile streams[] = {{"T/doc", bytes}};
+    auto check = [&](const std::string& text) {
+        std::string error;
+        const IdtText files[] = {{"T.idt", text}};
+        auto db = qv::msidb::read_idt_tables(files, streams, error);
+        if (!db) {
+            EXPECT_EQ(error.rfind("T.idt:", 0), 0u) << error;
+        } else {
+            EXPECT_TRUE(error.empty());
+            for (const auto& t : db->tables) EXPECT_EQ(t.cells.size(), t.rows() * t.columns.size());
+        }
+    };
+    for (size_t n = 0; n <= valid.size(); ++n) check(valid.substr(0, n));
+    uint32_t seed = 12345;
+    auto next = [&] { return seed = seed * 1103515245u + 12345u, (seed >> 16) & 0x7FFF; };
+    const char alphabet[] = {'\t', '\n', '\r', '0', '9', '-', 'v', 'V', 's', 'i', 'I', '\x80', '\xFF', '\x10', ' '};
+    for (int round = 0; round < 3000; ++round) {
+        std::string text = valid;
+        for (int k = 0, changes = 1 + next() % 4; k < changes; ++k) {
+            const size_t at = next() % text.size();
+            switch (next() % 3) {
+            case 0: text[at] = alphabet[next() % sizeof alphabet]; break;
+            case 1: text.erase(at, 1); break;
+            default: text.insert(at, 1, alphabet[next() % sizeof alphabet]); break;
+            }
+        }
+        check(text);
+    }
+}
+
+}  // namespace
