@@ -84,5 +84,21 @@ if command -v msibuild > /dev/null && [ ${#packages[@]} -gt 0 ]; then
     done
 fi
 
+# 5. The stored schemas do find a column added to a standard table, and only
+#    that table: a package made by msibuild with a Property table of three
+#    columns and a standard Media table.
+if command -v msibuild > /dev/null; then
+    mkdir -p "$WORK/extra"
+    printf 'Property\tValue\tNote\ns72\tl0\tS64\nProperty\tProperty\nProductCode\t{11111111-2222-3333-4444-555555555555}\tx\n' \
+        > "$WORK/extra/Property.idt"
+    printf 'DiskId\tLastSequence\tDiskPrompt\tCabinet\tVolumeLabel\tSource\ni2\ti4\tL64\tS255\tS32\tS72\nMedia\tDiskId\n1\t0\t\t\t\t\n' \
+        > "$WORK/extra/Media.idt"
+    (cd "$WORK/extra" && msibuild "$WORK/extra.msi" -i Property.idt Media.idt)
+    "$QVICE" --checks QVICE04 "$WORK/extra.msi" | grep -vP '^QVICE04\t3\t' > "$WORK/extra.out"
+    printf 'QVICE04\t1\tThe standard MSI table Property does not match the MSI schema defined in schema.msi\t\tProperty\t\t\n' \
+        > "$WORK/extra.expected"
+    if diff "$WORK/extra.expected" "$WORK/extra.out"; then ok; else bad "QVICE04 on a Property table with an added column"; fi
+fi
+
 echo "$pass passed, $fail failed"
 [ "$fail" = 0 ]
