@@ -4,6 +4,15 @@
 #include "framework/check_base.h"
 #include "framework/exports.h"
 
+#include <set>
+
+// The names whose values reach the execute sequence: ACTION, the pieces of
+// SecureCustomProperties and every Directory key.
+void BuildSecureNameSet(MSIHANDLE database, std::set<_stringx<>>& names);
+
+// True when CharUpperW changes the name: a private property.
+bool HasLowerCase(const _stringx<>& name);
+
 class CQVBP02 : public CQVIceBase {
 public:
     static constexpr const wchar_t* Name = L"QVBP02";
