@@ -4,6 +4,8 @@
 #include "framework/check_base.h"
 #include "framework/exports.h"
 
+#include <set>
+
 class CQVBP06 : public CQVIceBase {
 public:
     static constexpr const wchar_t* Name = L"QVBP06";
@@ -67,4 +69,12 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+private:
+    // Inserts every non-empty value of a column of the table, if present.
+    void CollectColumn(std::set<_stringx<>>& names, const wchar_t* table, UINT field);
+    // Erases every value of a column of the table, if present.
+    void RemoveColumn(std::set<_stringx<>>& names, const wchar_t* table, UINT field);
+    // Reports each [name] reference in a column to a name of the set.
+    void ScanColumn(const std::set<_stringx<>>& names, const wchar_t* table, UINT field);
 };
