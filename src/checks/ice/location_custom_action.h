@@ -4,6 +4,8 @@
 #include "framework/check_base.h"
 #include "framework/exports.h"
 
+#include <set>
+
 class CQVIce01 : public CQVIceBase {
 public:
     static constexpr const wchar_t* Name = L"QVICE01";
@@ -41,6 +43,10 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+private:
+    // Deferred actions of known products that must impersonate.
+    std::set<_stringx<>> m_exemptActions;
 };
 
 class CQVIce09 : public CQVIceBase {
@@ -67,4 +73,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+private:
+    // Actions with a documentation path in QVCustomActionReference.
+    std::set<_stringx<>> m_documentedActions;
 };
