@@ -16,8 +16,6 @@ using Lines = std::vector<std::wstring>;
 
 namespace {
 
-std::wstring W(const std::string& s) { return qv::posix::from_utf8(s); }
-
 qv::InspectedFile FileAt(const std::string& posixPath, const wchar_t* key = L"App.exe")
 {
     const std::wstring path = petest::Files::Windows(posixPath);

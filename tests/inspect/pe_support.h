@@ -141,12 +141,14 @@ inline void Run(const std::string& command)
 // The two real images, built at first use:
 //   app32.exe (i686): imports ordlib.dll ordinal 7, msvbvm60.dll!rtcMsgBox,
 //     KERNEL32.dll!GetVersion; no DYNAMICBASE, no NXCOMPAT, NO_SEH set;
-//     version 1.2.3.4, translation 0x0409/1200.
+//     version 1.2.3.4, translation 0x0409/1200; manifest resource 1 in
+//     language 0x0407 (kManifest).
 //   app64.exe (x86-64): the same imports with the linker's default bits
 //     (HIGH_ENTROPY_VA, DYNAMICBASE, NXCOMPAT); version 10.0.19041.1,
 //     translations 0x0407 and 0x0409.
 class MingwImages {
 public:
+    static constexpr const char* kManifest = "<assembly manifestVersion=\"1.0\"/>";
     static MingwImages& Get()
     {
         static MingwImages images;
@@ -168,7 +170,9 @@ private:
         std::ofstream(d + "/ord32.def") << "LIBRARY ordlib.dll\nEXPORTS\nOrdFunc@0 @7 NONAME\n";
         std::ofstream(d + "/vb64.def") << "LIBRARY msvbvm60.dll\nEXPORTS\nrtcMsgBox\n";
         std::ofstream(d + "/ord64.def") << "LIBRARY ordlib.dll\nEXPORTS\nOrdFunc @7 NONAME\n";
-        std::ofstream(d + "/v32.rc") << VersionScript("1,2,3,4", "040904b0", "0x409, 1200");
+        std::ofstream(d + "/app.manifest") << kManifest;
+        std::ofstream(d + "/v32.rc") << VersionScript("1,2,3,4", "040904b0", "0x409, 1200")
+                                     << "LANGUAGE 0x07, 0x01\n1 24 \"app.manifest\"\n";
         std::ofstream(d + "/v64.rc") << VersionScript("10,0,19041,1", "040704b0", "0x407, 1200, 0x409, 1200");
         const std::string q = qvtest::ShellQuote(d);
         Run("cd " + q + " && i686-w64-mingw32-dlltool -k -d vb32.def -l libvb32.a");

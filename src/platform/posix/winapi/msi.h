@@ -108,3 +108,8 @@ UINT MsiDoActionW(MSIHANDLE hInstall, LPCWSTR szAction);
 int MsiProcessMessage(MSIHANDLE hInstall, INSTALLMESSAGE eMessageType, MSIHANDLE hRecord);
 UINT MsiGetTargetPathW(MSIHANDLE hInstall, LPCWSTR szFolder, LPWSTR szPathBuf, LPDWORD pcchPathBuf);
 UINT MsiGetSourcePathW(MSIHANDLE hInstall, LPCWSTR szFolder, LPWSTR szPathBuf, LPDWORD pcchPathBuf);
+
+// File version and languages from a file's version resource
+// (platform/posix/inspect/version_resource.cpp).
+UINT MsiGetFileVersionW(LPCWSTR szFilePath, LPWSTR lpVersionBuf, LPDWORD pcchVersionBuf, LPWSTR lpLangBuf,
+                        LPDWORD pcchLangBuf);
