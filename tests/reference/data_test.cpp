@@ -206,6 +206,50 @@ TEST_F(ReferenceData, ListsHoldUsableValues) {
     }
 }
 
+// QVBP20 sorts the list by root, then key, but searches it by key alone: an
+// entry that the search cannot reach protects nothing. Each entry must be
+// found for a row with its own key (and for a key below it when its name is
+// empty).
+TEST_F(ReferenceData, EveryRegistryEntryIsReachedByTheKeySearch) {
+    ASSERT_TRUE(db_) << error_;
+    struct Entry {
+        int root;
+        std::wstring key, name;
+    };
+    auto lower = [](std::wstring s) {
+        for (auto& c : s) c = static_cast<wchar_t>(std::towlower(c));
+        return s;
+    };
+    const auto& t = Table(L"_QvRegistry");
+    std::vector<Entry> entries;
+    for (size_t r = 0; r < t.rows(); ++r) entries.push_back({t.at(r, 0).value, Text(t, r, 1), Text(t, r, 2)});
+    std::sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+        if (a.root != b.root) return a.root < b.root;
+        if (lower(a.key) != lower(b.key)) return lower(a.key) < lower(b.key);
+        return lower(a.name) < lower(b.name);
+    });
+    auto found = [&](const std::wstring& row_key, const std::wstring& row_name) {
+        const std::wstring key = lower(row_key), name = lower(row_name);
+        size_t low = 0, high = entries.size();
+        while (low < high) {
+            const size_t mid = (low + high) / 2;
+            const std::wstring ekey = lower(entries[mid].key), ename = lower(entries[mid].name);
+            if (key == ekey && name == ename) return true;
+            if (ename.empty() && key.compare(0, ekey.size(), ekey) == 0) return true;
+            const size_t n = std::min(key.size(), ekey.size());
+            const int c = key.compare(0, n, ekey, 0, n);
+            if (c > 0 || (c == 0 && key.size() >= ekey.size())) low = mid + 1;
+            else high = mid;
+        }
+        return false;
+    };
+    for (const auto& e : entries) {
+        const std::string text(e.key.begin(), e.key.end());
+        if (e.name.empty()) EXPECT_TRUE(found(e.key + L"\\Below", L"Value")) << text;
+        else EXPECT_TRUE(found(e.key, e.name)) << text;
+    }
+}
+
 TEST_F(ReferenceData, FilterDocumentEntries) {
     ASSERT_TRUE(db_) << error_;
     const auto& binary = Table(L"Binary");
