@@ -55,6 +55,11 @@ bool IsFile(const std::string& path) {
     return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
+bool IsFolder(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 // The checks of the merged _ICESequence whose condition holds, by Sequence.
 std::vector<std::wstring> SequencedChecks(MSIHANDLE database, MSIHANDLE session) {
     std::vector<std::wstring> names;
@@ -129,7 +134,9 @@ int RunCommand(const std::vector<std::string>& args) {
     if (!options.no_reference) {
         MSIHANDLE reference = 0;
         if (!options.reference.empty()) {
-            reference = qv::posix::OpenDatabase(options.reference, reason);
+            // A folder of IDT files (as `reference --export` writes it) or a database.
+            reference = IsFolder(options.reference) ? OpenReferenceFolder(options.reference, reason)
+                                                    : qv::posix::OpenDatabase(options.reference, reason);
             if (!reference) return UsageError("cannot open " + options.reference + ": " + reason);
         } else {
             reference = OpenBuiltinReference(reason);
