@@ -97,11 +97,20 @@ CQVIceBase::CQVIceBase(MSIHANDLE hInstall) : m_database(0), m_install(hInstall),
 
 CQVIceBase::~CQVIceBase()
 {
+    qv::inventory::ForgetOwner(this);
     m_location.clear();
     if (m_database)
         MsiCloseHandle(m_database);
     m_database = 0;
 }
+
+// ---- inventories ----------------------------------------------------------------
+
+void CQVIceBase::LoadComponents() { qv::inventory::LoadComponents(*this, m_components); }
+void CQVIceBase::LoadShortcuts() { qv::inventory::LoadShortcuts(*this, m_shortcuts); }
+void CQVIceBase::LoadFeatures() { qv::inventory::LoadFeatures(*this, m_features); }
+void CQVIceBase::LoadFiles() { qv::inventory::LoadFiles(*this, m_components); }
+PackageFileList& CQVIceBase::GetPackageFiles() { return qv::inventory::GetPackageFiles(*this); }
 
 // ---- run ------------------------------------------------------------------------
 

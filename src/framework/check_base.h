@@ -10,6 +10,7 @@
 
 #include <vector>
 
+#include "database/inventory.h"
 #include "database/views.h"
 #include "foundation/format.h"
 #include "foundation/stringx.h"
@@ -92,6 +93,19 @@ public:
     // Value column of the Property table row, empty when absent or on error.
     _stringx<> GetPropertyTableValue(const _stringx<>& name);
 
+    // ---- inventories (lazy; the guards are process-wide) -------------------
+    virtual void LoadComponents();
+    virtual void LoadShortcuts();
+    virtual void LoadFeatures();
+    // Attaches the package's files to m_components (loading them first).
+    virtual void LoadFiles();
+    // Every File row in Sequence order, from one process-wide inspector.
+    virtual PackageFileList& GetPackageFiles();
+
+    // Table, column and keys of the next finding, for helpers that report
+    // on the check's behalf.
+    std::vector<_stringx<>>& Location() noexcept { return m_location; }
+
     MSIHANDLE Database() const noexcept { return m_database; }
     MSIHANDLE Install() const noexcept { return m_install; }
     bool Debugging() const noexcept { return m_debugging; }
@@ -112,4 +126,8 @@ protected:
     // Table, column and key values of the next finding; emptied by each finding.
     std::vector<_stringx<>> m_location;
     bool m_debugging;
+
+    ComponentMap m_components;
+    ShortcutMap m_shortcuts;
+    FeatureMap m_features;
 };

@@ -1,5 +1,8 @@
 #include "framework/library.h"
 
+#include "database/inventory.h"
+#include "inspect/media_cabinet.h"
+
 namespace {
 
 constexpr DWORD kProcessAttach = 1;
@@ -26,9 +29,10 @@ void QvSetLibraryModule(HMODULE module) noexcept { g_module = module; }
 
 void QvResetLibraryState()
 {
-    // No check keeps process-wide state yet. Each static that outlives one
-    // export call (inventory guards, shared inspectors, cached answers) gets
-    // its reset call here, in the order the statics were built.
+    // Each static that outlives one export call (inventory guards, shared
+    // inspectors, cached answers) gets its reset call here.
+    qv::inventory::ResetState();
+    ResetMergeModuleAnswer();
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
