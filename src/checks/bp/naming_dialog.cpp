@@ -43,6 +43,17 @@ bool HasLowerCase(const _stringx<>& name)
     return upper.compare(0, upper.size(), name.data(), name.size()) != 0;
 }
 
+namespace {
+
+// Sum of two table integers with two's complement wrap, so that a null
+// (0x80000000) in a damaged row gives a number instead of an overflow.
+int WrappingSum(int a, int b)
+{
+    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+}
+
+}  // namespace
+
 // ---- QVBP02 ----------------------------------------------------------------------
 
 CQVBP02::CQVBP02(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
@@ -194,7 +205,8 @@ void CQVBP15::Validate()
             OpenView(inside.ref(), m_database,
                      L"SELECT * FROM `%s` WHERE `%s`='%s' AND `%s`<>'RadioButton' AND `%s` > %d AND `%s` < %d AND "
                      L"`%s` > %d AND `%s` < %d",
-                     L"Control", L"Dialog_", dialog, L"Type", L"X", x, L"X", x + width, L"Y", y, L"Y", y + height);
+                     L"Control", L"Dialog_", dialog, L"Type", L"X", x, L"X", WrappingSum(x, width), L"Y", y, L"Y",
+                     WrappingSum(y, height));
             qv::msi_handle first;
             const UINT result = MsiViewFetch(inside, &first.ref());
             if (result == ERROR_SUCCESS) {
