@@ -69,6 +69,7 @@ TEST(QVBP04, PrivateInsecureSecureAndExemptProperties)
          "CREATE TABLE `_QVSafeProperty` (`Dialog` CHAR(72) NOT NULL, `Property` CHAR(72) NOT NULL PRIMARY KEY "
          "`Dialog`, `Property`)",
          Insert("_QVSafeProperty", {"Dialog", "Property"}, {"Safe", "LOOSE"}),
+         Insert("_QVSafeProperty", {"Dialog", "Property"}, {"Safe", "quiet"}),
          ControlRow("Main", "C1", "Edit", 0, 0, 1, 1, 0, "", ""),
          ControlRow("Main", "C2", "Edit", 0, 0, 1, 1, 0, "ACTION", ""),
          ControlRow("Main", "C3", "Edit", 0, 0, 1, 1, 0, "MixedCase", ""),
@@ -77,7 +78,8 @@ TEST(QVBP04, PrivateInsecureSecureAndExemptProperties)
          ControlRow("Main", "C6", "Edit", 0, 0, 1, 1, 0, "LOOSE", ""),
          ControlRow("Safe", "S1", "Edit", 0, 0, 1, 1, 0, "LOOSE", ""),
          ControlRow("Safe", "S2", "Edit", 0, 0, 1, 1, 0, "LOOSE", ""),
-         ControlRow("Safe", "S3", "Edit", 0, 0, 1, 1, 0, "lower", "")});
+         ControlRow("Safe", "S3", "Edit", 0, 0, 1, 1, 0, "lower", ""),
+         ControlRow("Safe", "S4", "Edit", 0, 0, 1, 1, 0, "quiet", "")});
     Lines lines = RunCheck(QVBP04, msi);
     ASSERT_FALSE(lines.empty());
     std::sort(lines.begin() + 1, lines.end());
