@@ -39,7 +39,7 @@ private:
     size_t m_length = 0;
 };
 
-struct Spec {
+struct Conversion {
     bool left = false;
     bool plus = false;
     bool blank = false;
@@ -51,17 +51,17 @@ struct Spec {
     wchar_t conversion = 0;
 };
 
-void PutPadded(Sink& sink, const Spec& spec, const wchar_t* text, size_t n)
+void PutPadded(Sink& sink, const Conversion& conv, const wchar_t* text, size_t n)
 {
-    const size_t pad = spec.width > n ? spec.width - n : 0;
-    if (!spec.left)
+    const size_t pad = conv.width > n ? conv.width - n : 0;
+    if (!conv.left)
         sink.Repeat(L' ', pad);
     sink.Put(text, n);
-    if (spec.left)
+    if (conv.left)
         sink.Repeat(L' ', pad);
 }
 
-void PutNumber(Sink& sink, const Spec& spec, const FormatArg* arg)
+void PutNumber(Sink& sink, const Conversion& conv, const FormatArg* arg)
 {
     if (!arg)
         return;
@@ -71,7 +71,7 @@ void PutNumber(Sink& sink, const Spec& spec, const FormatArg* arg)
         value = arg->number;
         isSigned = arg->kind == FormatArg::Kind::Signed;
     }
-    const wchar_t c = spec.conversion;
+    const wchar_t c = conv.conversion;
     unsigned base = 10;
     bool upper = false;
     if (c == L'x' || c == L'X') {
@@ -103,28 +103,28 @@ void PutNumber(Sink& sink, const Spec& spec, const FormatArg* arg)
         digits[n++] = static_cast<wchar_t>(d < 10 ? L'0' + d : (upper ? L'A' : L'a') + d - 10);
         magnitude /= base;
     } while (magnitude);
-    if (spec.hasPrecision && spec.precision == 0 && n == 1 && digits[0] == L'0')
+    if (conv.hasPrecision && conv.precision == 0 && n == 1 && digits[0] == L'0')
         n = 0;
-    size_t minimumDigits = spec.hasPrecision ? spec.precision : 0;
+    size_t minimumDigits = conv.hasPrecision ? conv.precision : 0;
     wchar_t prefix[3];
     size_t prefixLength = 0;
     if (negative)
         prefix[prefixLength++] = L'-';
-    else if ((c == L'd' || c == L'i') && spec.plus)
+    else if ((c == L'd' || c == L'i') && conv.plus)
         prefix[prefixLength++] = L'+';
-    else if ((c == L'd' || c == L'i') && spec.blank)
+    else if ((c == L'd' || c == L'i') && conv.blank)
         prefix[prefixLength++] = L' ';
-    if (spec.alternate && base == 16 && n) {
+    if (conv.alternate && base == 16 && n) {
         prefix[prefixLength++] = L'0';
         prefix[prefixLength++] = upper ? L'X' : L'x';
-    } else if (spec.alternate && base == 8 && minimumDigits <= n) {
+    } else if (conv.alternate && base == 8 && minimumDigits <= n) {
         minimumDigits = n + 1;
     }
     const size_t zeros = minimumDigits > n ? minimumDigits - n : 0;
     const size_t body = prefixLength + zeros + n;
-    const size_t pad = spec.width > body ? spec.width - body : 0;
-    const bool zeroPad = spec.zero && !spec.left && !spec.hasPrecision;
-    if (!spec.left && !zeroPad)
+    const size_t pad = conv.width > body ? conv.width - body : 0;
+    const bool zeroPad = conv.zero && !conv.left && !conv.hasPrecision;
+    if (!conv.left && !zeroPad)
         sink.Repeat(L' ', pad);
     sink.Put(prefix, prefixLength);
     if (zeroPad)
@@ -132,16 +132,16 @@ void PutNumber(Sink& sink, const Spec& spec, const FormatArg* arg)
     sink.Repeat(L'0', zeros);
     while (n)
         sink.Put(digits[--n]);
-    if (spec.left)
+    if (conv.left)
         sink.Repeat(L' ', pad);
 }
 
-void PutText(Sink& sink, const Spec& spec, const FormatArg* arg)
+void PutText(Sink& sink, const Conversion& conv, const FormatArg* arg)
 {
     if (!arg)
         return;
     if (arg->kind != FormatArg::Kind::Text) {
-        Spec decimal = spec;
+        Conversion decimal = conv;
         decimal.conversion = L'd';
         decimal.hasPrecision = false;
         PutNumber(sink, decimal, arg);
@@ -153,9 +153,9 @@ void PutText(Sink& sink, const Spec& spec, const FormatArg* arg)
         text = L"(null)";
         n = 6;
     }
-    if (spec.hasPrecision && spec.precision < n)
-        n = spec.precision;
-    PutPadded(sink, spec, text, n);
+    if (conv.hasPrecision && conv.precision < n)
+        n = conv.precision;
+    PutPadded(sink, conv, text, n);
 }
 
 }  // namespace
@@ -172,18 +172,18 @@ size_t FormatInto(wchar_t* out, size_t capacity, const wchar_t* format, const Fo
             continue;
         }
         const wchar_t* start = p++;
-        Spec spec;
+        Conversion conv;
         for (;; ++p) {
             if (*p == L'-')
-                spec.left = true;
+                conv.left = true;
             else if (*p == L'+')
-                spec.plus = true;
+                conv.plus = true;
             else if (*p == L' ')
-                spec.blank = true;
+                conv.blank = true;
             else if (*p == L'0')
-                spec.zero = true;
+                conv.zero = true;
             else if (*p == L'#')
-                spec.alternate = true;
+                conv.alternate = true;
             else
                 break;
         }
@@ -191,29 +191,29 @@ size_t FormatInto(wchar_t* out, size_t capacity, const wchar_t* format, const Fo
             const FormatArg* w = take();
             int64_t width = w && w->kind != FormatArg::Kind::Text ? w->number : 0;
             if (width < 0) {
-                spec.left = true;
+                conv.left = true;
                 width = -width;
             }
-            spec.width = static_cast<size_t>(width);
+            conv.width = static_cast<size_t>(width);
             ++p;
         } else {
             while (*p >= L'0' && *p <= L'9')
-                spec.width = spec.width * 10 + static_cast<size_t>(*p++ - L'0');
+                conv.width = conv.width * 10 + static_cast<size_t>(*p++ - L'0');
         }
         if (*p == L'.') {
             ++p;
-            spec.hasPrecision = true;
+            conv.hasPrecision = true;
             if (*p == L'*') {
                 const FormatArg* w = take();
                 const int64_t precision = w && w->kind != FormatArg::Kind::Text ? w->number : 0;
                 if (precision < 0)
-                    spec.hasPrecision = false;
+                    conv.hasPrecision = false;
                 else
-                    spec.precision = static_cast<size_t>(precision);
+                    conv.precision = static_cast<size_t>(precision);
                 ++p;
             } else {
                 while (*p >= L'0' && *p <= L'9')
-                    spec.precision = spec.precision * 10 + static_cast<size_t>(*p++ - L'0');
+                    conv.precision = conv.precision * 10 + static_cast<size_t>(*p++ - L'0');
             }
         }
         // Length modifiers carry no meaning for typed arguments.
@@ -230,7 +230,7 @@ size_t FormatInto(wchar_t* out, size_t capacity, const wchar_t* format, const Fo
                 break;
             }
         }
-        spec.conversion = *p;
+        conv.conversion = *p;
         switch (*p) {
         case L'%':
             sink.Put(L'%');
@@ -238,14 +238,14 @@ size_t FormatInto(wchar_t* out, size_t capacity, const wchar_t* format, const Fo
             break;
         case L's':
         case L'S':
-            PutText(sink, spec, take());
+            PutText(sink, conv, take());
             ++p;
             break;
         case L'c':
         case L'C': {
             const FormatArg* a = take();
             wchar_t c = a && a->kind != FormatArg::Kind::Text ? static_cast<wchar_t>(a->number) : L'\0';
-            PutPadded(sink, spec, &c, c ? 1 : 0);
+            PutPadded(sink, conv, &c, c ? 1 : 0);
             ++p;
             break;
         }
@@ -255,7 +255,7 @@ size_t FormatInto(wchar_t* out, size_t capacity, const wchar_t* format, const Fo
         case L'x':
         case L'X':
         case L'o':
-            PutNumber(sink, spec, take());
+            PutNumber(sink, conv, take());
             ++p;
             break;
         case L'\0':
