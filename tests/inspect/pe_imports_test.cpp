@@ -99,18 +99,6 @@ TEST(PeImports, NamesAndOrdinalsInBothWidths)
     }
 }
 
-TEST(PeImports, OrdinalsAndNamesAreLookedUpApart)
-{
-    // Ordinal 7 listed as the text "7" under names, and the name listed
-    // with other case, find nothing.
-    RecordingHost host;
-    host.byName[L"ordlib.dll"] = {{L"7", 2}};
-    host.byName[L"kernel32.dll"] = {{L"getversion", 2}};
-    qv::CheckImportedApis(host, FileAt(MingwImages::Get().app32()), 2, 137, 1);
-    EXPECT_EQ(host.lines,
-              (Lines{L"debug: Checking imported APIs for file App.exe", L"debug: Done checking imported APIs"}));
-}
-
 TEST(PeImports, LargeNameRvaIsSkippedInTheWideWalk)
 {
     petest::Files files;

@@ -35,11 +35,6 @@ inline void Put32(Bytes& b, size_t at, uint32_t v)
     Put16(b, at, v & 0xFFFF);
     Put16(b, at + 2, v >> 16);
 }
-inline void Put64(Bytes& b, size_t at, uint64_t v)
-{
-    Put32(b, at, static_cast<uint32_t>(v));
-    Put32(b, at + 4, static_cast<uint32_t>(v >> 32));
-}
 inline void PutText(Bytes& b, size_t at, const std::string& s)
 {
     if (b.size() < at + s.size() + 1)
