@@ -3,6 +3,7 @@
 // and damaged ones, each of which must fail with its reason or decode safely.
 #include <sys/stat.h>
 
+#include <functional>
 #include <random>
 
 #include "fixture.h"
@@ -40,6 +41,20 @@ std::string open_reason(const std::vector<uint8_t>& bytes) {
     return db ? "opened" : reason;
 }
 
+std::unique_ptr<Database> opened(const std::vector<uint8_t>& bytes) {
+    std::string reason;
+    auto db = open_bytes(bytes, reason);
+    EXPECT_TRUE(db) << reason;
+    return db;
+}
+
+// The rows of the first table, or why there are none.
+Rows first_rows(const std::vector<uint8_t>& bytes) {
+    auto db = opened(bytes);
+    if (!db || db->tables.empty()) return {"no table"};
+    return rows_text(*db, db->tables[0]);
+}
+
 TEST(HandMade, SmallDatabaseInBothVersions) {
     for (int version : {3, 4}) {
         SCOPED_TRACE(version);
@@ -47,9 +62,8 @@ TEST(HandMade, SmallDatabaseInBothVersions) {
         w.version = version;
         w.add(encode_name("Binary.data", false), std::string(10000, 'x') + "tail");
         w.add_storage(encode_name("Sub", false));
-        std::string reason;
-        auto db = open_bytes(w.build(), reason);
-        ASSERT_TRUE(db) << reason;
+        auto db = opened(w.build());
+        ASSERT_TRUE(db);
         ASSERT_EQ(db->tables.size(), 1u);
         EXPECT_EQ(rows_text(*db, db->tables[0]), (Rows{"row1|hello", "row2|hello"}));
         EXPECT_EQ(db->storages, (std::vector<std::wstring>{L"Sub"}));
@@ -64,9 +78,8 @@ TEST(HandMade, StringReferenceWidths) {
     // Declared 3-byte references with tables that only fit 2 bytes.
     Db d;
     d.pool_header = 0x80000000u | 1252;
-    std::string reason;
-    auto db = open_bytes(d.writer().build(), reason);
-    ASSERT_TRUE(db) << reason;
+    auto db = opened(d.writer().build());
+    ASSERT_TRUE(db);
     EXPECT_TRUE(db->long_string_refs);
     EXPECT_EQ(db->codepage, 1252);
     EXPECT_EQ(rows_text(*db, db->tables.at(0)), (Rows{"row1|hello", "row2|hello"}));
@@ -78,9 +91,7 @@ TEST(HandMade, StringReferenceWidths) {
     d3.columns = std::string("\x01\x00\x00\x01\x00\x00", 6) + le16s({0x8001, 0x8002}) +
                  std::string("\x02\x00\x00\x03\x00\x00", 6) + le16s({0xAD48, 0x9F00});
     d3.t = std::string("\x04\x00\x00\x06\x00\x00\x05\x00\x00\x00\x00\x00", 12);
-    db = open_bytes(d3.writer().build(), reason);
-    ASSERT_TRUE(db) << reason;
-    EXPECT_EQ(rows_text(*db, db->tables.at(0)), (Rows{"row1|hello", "row2|~"}));
+    EXPECT_EQ(first_rows(d3.writer().build()), (Rows{"row1|hello", "row2|~"}));
 }
 
 TEST(HandMade, PoolSlotForms) {
@@ -91,14 +102,9 @@ TEST(HandMade, PoolSlotForms) {
     w.add(encode_name("_StringPool", true), pool);
     w.add(encode_name("_StringData", true), data);
     w.add(encode_name("_Tables", true), le16s({1}));
-    std::string reason;
-    auto db = open_bytes(w.build(), reason);
-    ASSERT_TRUE(db) << reason;
-    ASSERT_EQ(db->strings.size(), 5u);
-    EXPECT_EQ(db->strings[1], L"T");
-    EXPECT_EQ(db->strings[2], L"");
-    EXPECT_EQ(db->strings[3], std::wstring(65552, L'L'));
-    EXPECT_EQ(db->strings[4], L"end");
+    auto db = opened(w.build());
+    ASSERT_TRUE(db);
+    EXPECT_EQ(db->strings, (std::vector<std::wstring>{L"", L"T", L"", std::wstring(65552, L'L'), L"end"}));
     // T is listed but has no columns and no stream: an empty table.
     ASSERT_EQ(db->tables.size(), 1u);
     EXPECT_EQ(db->tables[0].rows(), 0u);
@@ -113,16 +119,9 @@ TEST(HandMade, PoolSlotForms) {
 TEST(HandMade, OutOfRangeIdsAndMissingStreams) {
     Db d;
     d.t = le16s({4, 6, 5, 999});  // second V refers past the pool
-    std::string reason;
-    auto db = open_bytes(d.writer().build(), reason);
-    ASSERT_TRUE(db) << reason;
-    EXPECT_EQ(rows_text(*db, db->tables.at(0)), (Rows{"row1|hello", "row2|~"}));
-
-    // A padding tail after the last full row is ignored.
-    d.t = le16s({4, 5, 0});
-    db = open_bytes(d.writer().build(), reason);
-    ASSERT_TRUE(db) << reason;
-    EXPECT_EQ(rows_text(*db, db->tables.at(0)), (Rows{"row1|hello"}));
+    EXPECT_EQ(first_rows(d.writer().build()), (Rows{"row1|hello", "row2|~"}));
+    d.t = le16s({4, 5, 0});  // a padding tail after the last full row is ignored
+    EXPECT_EQ(first_rows(d.writer().build()), (Rows{"row1|hello"}));
 
     // A stream column whose stream "T.row1" exists and one whose "T.row2" does not.
     Db s;
@@ -130,31 +129,27 @@ TEST(HandMade, OutOfRangeIdsAndMissingStreams) {
     s.t = le16s({4, 6, 1, 1});
     CfbWriter w = s.writer();
     w.add(encode_name("T.row1", false), "data");
-    db = open_bytes(w.build(), reason);
-    ASSERT_TRUE(db) << reason;
-    EXPECT_EQ(rows_text(*db, db->tables.at(0)), (Rows{"row1|<stream 4>", "row2|~"}));
+    EXPECT_EQ(first_rows(w.build()), (Rows{"row1|<stream 4>", "row2|~"}));
 
-    Db bad_tables;
-    bad_tables.tables = le16s({77});
-    EXPECT_EQ(open_reason(bad_tables.writer().build()), "damaged table stream _Tables");
-    Db bad_columns;
-    bad_columns.columns = le16s({1, 1, 0x8001, 0x8002, 2, 300, 0xAD48, 0x9F00});
-    EXPECT_EQ(open_reason(bad_columns.writer().build()), "damaged table stream _Columns");
-    Db repeated;
-    repeated.columns = le16s({1, 1, 0x8001, 0x8001, 2, 3, 0xAD48, 0x9F00});
-    EXPECT_EQ(open_reason(repeated.writer().build()), "damaged table stream _Columns");
 }
 
-TEST(HandMade, MissingStringPool) {
-    Db d;
-    d.with_pool = false;
-    EXPECT_EQ(open_reason(d.writer().build()), "missing string pool");
+TEST(HandMade, DamagedTablesAndMissingPool) {
+    auto changed = [](const std::function<void(Db&)>& change) {
+        Db d;
+        change(d);
+        return open_reason(d.writer().build());
+    };
+    EXPECT_EQ(changed([](Db& d) { d.tables = le16s({77}); }), "damaged table stream _Tables");
+    EXPECT_EQ(changed([](Db& d) { d.columns = le16s({1, 1, 0x8001, 0x8002, 2, 300, 0xAD48, 0x9F00}); }),
+              "damaged table stream _Columns");
+    EXPECT_EQ(changed([](Db& d) { d.columns = le16s({1, 1, 0x8001, 0x8001, 2, 3, 0xAD48, 0x9F00}); }),
+              "damaged table stream _Columns");  // a repeated column number
+    EXPECT_EQ(changed([](Db& d) { d.with_pool = false; }), "missing string pool");
     // Without any table data the pool is not needed.
     CfbWriter empty;
     empty.add(encode_name("Binary.x", false), "x");
-    std::string reason;
-    auto db = open_bytes(empty.build(), reason);
-    ASSERT_TRUE(db) << reason;
+    auto db = opened(empty.build());
+    ASSERT_TRUE(db);
     EXPECT_TRUE(db->tables.empty());
     EXPECT_EQ(db->named_streams.size(), 1u);
 }
@@ -172,77 +167,53 @@ struct Damage {
     uint32_t big_first() const { return w.first_sector.back(); }
 };
 
-TEST(Damaged, HeaderProblems) {
-    Damage d;
-    EXPECT_EQ(open_reason({}), "not a compound file");
-    EXPECT_EQ(open_reason(std::vector<uint8_t>(d.bytes.begin(), d.bytes.begin() + 4)), "truncated file");
-    EXPECT_EQ(open_reason(std::vector<uint8_t>(d.bytes.begin(), d.bytes.begin() + 300)), "truncated file");
-    auto b = d.bytes;
-    b[3] = 0;
-    EXPECT_EQ(open_reason(b), "not a compound file");
-    b = d.bytes;
-    b[0x1A] = 5;
-    EXPECT_EQ(open_reason(b), "unsupported compound file version");
-    b = d.bytes;
-    b[0x1E] = 12;  // 4096-byte sectors in a version 3 file
-    EXPECT_EQ(open_reason(b), "damaged compound file header");
-    b = d.bytes;
-    CfbWriter::put32(b, 0x2C, 50000);  // more FAT sectors than the file has
-    EXPECT_EQ(open_reason(b), "truncated file");
-    const std::string zip = "PK\3\4 not a package";
-    EXPECT_EQ(open_reason(std::vector<uint8_t>(zip.begin(), zip.end())), "not a compound file");
-}
-
-TEST(Damaged, ChainProblems) {
+// Each damage, applied to a fresh copy of the good file, and its reason.
+TEST(Damaged, StructureProblemsFailWithTheirReason) {
     Damage d;
     ASSERT_EQ(open_reason(d.bytes), "opened");
-    // A loop inside the large stream's chain.
-    auto b = d.bytes;
-    CfbWriter::put32(b, d.w.fat_entry_offset(d.big_first() + 3), d.big_first() + 1);
-    EXPECT_EQ(open_reason(b), "cyclic sector chain");
-    // The directory chain pointing at itself.
-    b = d.bytes;
-    CfbWriter::put32(b, d.w.fat_entry_offset(d.w.dir_start), d.w.dir_start);
-    EXPECT_EQ(open_reason(b), "cyclic sector chain");
-    // A chain running into the directory's sectors.
-    b = d.bytes;
-    CfbWriter::put32(b, d.w.fat_entry_offset(d.big_first()), d.w.dir_start);
-    EXPECT_EQ(open_reason(b), "overlapping sector chains");
-    // A chain pointing past the end of the file.
-    b = d.bytes;
-    CfbWriter::put32(b, d.w.entry_offset(d.big_entry()) + 116, 100000);
-    EXPECT_EQ(open_reason(b), "truncated file");
-    // The file cut inside the large stream.
-    b = d.bytes;
-    b.resize(b.size() - 3 * 512);
-    EXPECT_EQ(open_reason(b), "truncated file");
-    // A free sector inside a chain.
-    b = d.bytes;
-    CfbWriter::put32(b, d.w.fat_entry_offset(d.big_first()), 0xFFFFFFFF);
-    EXPECT_EQ(open_reason(b), "damaged sector chain");
-}
-
-TEST(Damaged, DirectoryProblems) {
-    Damage d;
-    auto b = d.bytes;
-    // Entry 3's right sibling back to entry 2.
-    CfbWriter::put32(b, d.w.entry_offset(3) + 72, 2);
-    EXPECT_EQ(open_reason(b), "cyclic directory tree");
-    b = d.bytes;
-    CfbWriter::put32(b, d.w.entry_offset(0) + 76, 5000);
-    EXPECT_EQ(open_reason(b), "damaged directory");
-    b = d.bytes;
-    b[d.w.entry_offset(0) + 66] = 2;  // entry 0 is not a root
-    EXPECT_EQ(open_reason(b), "damaged directory");
+    using Bytes = std::vector<uint8_t>;
+    auto put = [](size_t at, uint32_t v) { return [=](Bytes& b) { CfbWriter::put32(b, at, v); }; };
+    auto cut = [](size_t size) { return [=](Bytes& b) { b.resize(size); }; };
+    const uint32_t big = d.big_first();
+    const std::vector<std::pair<std::function<void(Bytes&)>, std::string>> cases = {
+        {cut(0), "not a compound file"},
+        {cut(4), "truncated file"},
+        {cut(300), "truncated file"},
+        {[](Bytes& b) { b[3] = 0; }, "not a compound file"},
+        {[](Bytes& b) { b[0x1A] = 5; }, "unsupported compound file version"},
+        {[](Bytes& b) { b[0x1E] = 12; }, "damaged compound file header"},  // 4096-byte sectors in version 3
+        {put(0x2C, 50000), "truncated file"},                               // more FAT sectors than the file has
+        {[](Bytes& b) { b.assign({'P', 'K', 3, 4, ' ', 'n', 'o', 't', ' ', 'a', ' ', 'p', 'k', 'g'}); },
+         "not a compound file"},
+        // Sector chains: a loop inside the large stream, the directory pointing
+        // at itself, a chain running into the directory, a start past the end
+        // of the file, the file cut inside the stream, a free sector in a chain.
+        {put(d.w.fat_entry_offset(big + 3), big + 1), "cyclic sector chain"},
+        {put(d.w.fat_entry_offset(d.w.dir_start), d.w.dir_start), "cyclic sector chain"},
+        {put(d.w.fat_entry_offset(big), d.w.dir_start), "overlapping sector chains"},
+        {put(d.w.entry_offset(d.big_entry()) + 116, 100000), "truncated file"},
+        {cut(d.bytes.size() - 3 * 512), "truncated file"},
+        {put(d.w.fat_entry_offset(big), 0xFFFFFFFF), "damaged sector chain"},
+        // Directory: entry 3's right sibling back to entry 2, a child past the
+        // end, entry 0 not a root.
+        {put(d.w.entry_offset(3) + 72, 2), "cyclic directory tree"},
+        {put(d.w.entry_offset(0) + 76, 5000), "damaged directory"},
+        {[&](Bytes& b) { b[d.w.entry_offset(0) + 66] = 2; }, "damaged directory"},
+    };
+    for (size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(i);
+        Bytes b = d.bytes;
+        cases[i].first(b);
+        EXPECT_EQ(open_reason(b), cases[i].second);
+    }
 }
 
 TEST(Damaged, OversizedDeclaredSizesAreCutToTheChain) {
     Damage d;
     auto b = d.bytes;
     CfbWriter::put32(b, d.w.entry_offset(d.big_entry()) + 120, 0x7FFFFFF0);
-    std::string reason;
-    auto db = open_bytes(b, reason);
-    ASSERT_TRUE(db) << reason;
+    auto db = opened(b);
+    ASSERT_TRUE(db);
     auto s = db->find_stream(L"Binary.big");
     ASSERT_TRUE(s);
     EXPECT_EQ(s->size(), 12288u);  // 24 sectors of 512
@@ -252,11 +223,9 @@ TEST(Damaged, OversizedDeclaredSizesAreCutToTheChain) {
     // as the whole 64-byte mini sector, so 16 rows of mostly zero cells.
     b = d.bytes;
     CfbWriter::put32(b, d.w.entry_offset(5) + 120, 4000);
-    db = open_bytes(b, reason);
-    ASSERT_TRUE(db) << reason;
     Rows expected{"row1|~", "row2|~", "hello|~", "hello|~"};
     expected.resize(16, "~|~");
-    EXPECT_EQ(rows_text(*db, db->tables.at(0)), expected);
+    EXPECT_EQ(first_rows(b), expected);
 }
 
 // Random damage to a real package: every mutant either fails with a reason

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -83,26 +84,15 @@ inline std::unique_ptr<Database> open_ok(const std::string& path) {
     return db;
 }
 
+// UTF-8 for readable failure messages and comparisons with tool output.
 inline std::string narrow(const std::wstring& w) {
-    // UTF-8 for readable failure messages and comparisons with tool output.
+    static const uint8_t lead[] = {0, 0xC0, 0xE0, 0xF0};
     std::string out;
     for (wchar_t c : w) {
         const uint32_t u = static_cast<uint32_t>(c);
-        if (u < 0x80) {
-            out += static_cast<char>(u);
-        } else if (u < 0x800) {
-            out += static_cast<char>(0xC0 | (u >> 6));
-            out += static_cast<char>(0x80 | (u & 0x3F));
-        } else if (u < 0x10000) {
-            out += static_cast<char>(0xE0 | (u >> 12));
-            out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (u & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (u >> 18));
-            out += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (u & 0x3F));
-        }
+        const int tail = u < 0x80 ? 0 : u < 0x800 ? 1 : u < 0x10000 ? 2 : 3;
+        out += static_cast<char>(lead[tail] | (u >> (6 * tail)));
+        for (int k = tail - 1; k >= 0; --k) out += static_cast<char>(0x80 | ((u >> (6 * k)) & 0x3F));
     }
     return out;
 }
@@ -128,6 +118,16 @@ inline std::vector<std::string> rows_text(const Database& db, const Table& t) {
         rows.push_back(line);
     }
     return rows;
+}
+
+// Summary properties as "id/type=value": text, file time ticks or integer.
+inline std::vector<std::string> summary_text(const std::map<uint32_t, SummaryProperty>& props) {
+    std::vector<std::string> out;
+    for (const auto& [id, p] : props)
+        out.push_back(std::to_string(id) + "/" + std::to_string(p.type) + "=" +
+                      (p.type == 30 ? narrow(p.text)
+                                    : p.type == 64 ? std::to_string(p.filetime) : std::to_string(p.integer)));
+    return out;
 }
 
 inline std::string stream_text(const StreamSource& s) {
@@ -271,11 +271,8 @@ public:
             put32(out, at + 120, static_cast<uint32_t>(size));
         };
         const size_t per = ss / 128;
-        for (size_t id = children.size() + 1; id < dir_sectors * per; ++id) {
-            put32(out, entry_offset(static_cast<uint32_t>(id)) + 68, 0xFFFFFFFF);
-            put32(out, entry_offset(static_cast<uint32_t>(id)) + 72, 0xFFFFFFFF);
-            put32(out, entry_offset(static_cast<uint32_t>(id)) + 76, 0xFFFFFFFF);
-        }
+        for (size_t id = children.size() + 1; id < dir_sectors * per; ++id)
+            for (size_t field : {68, 72, 76}) put32(out, entry_offset(static_cast<uint32_t>(id)) + field, 0xFFFFFFFF);
         entry(0, u"Root Entry", 5, 0xFFFFFFFF, children.empty() ? 0xFFFFFFFF : 1,
               mini_sectors ? mini_start : 0xFFFFFFFE, mini.size());
         for (size_t i = 0; i < children.size(); ++i) {

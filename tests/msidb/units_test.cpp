@@ -1,4 +1,6 @@
 // The pieces on their own: stream names, code page conversion, summary streams.
+#include <tuple>
+
 #include "fixture.h"
 #include "platform/posix/msidb/streamname.h"
 #include "platform/posix/msidb/stringpool.h"
@@ -9,25 +11,22 @@ using namespace msidb_test;
 namespace {
 
 TEST(StreamNames, DecodesStoredForms) {
-    // Stored units as read from msibuild output.
-    auto columns = decode_stream_name(u"\x4840\x3B3F\x43F2\x4438\x45B1");
-    EXPECT_TRUE(columns.table);
-    EXPECT_EQ(columns.name, L"_Columns");
-    auto pool = decode_stream_name(u"\x4840\x3F3F\x4577\x446C\x3E6A\x44B2\x482F");
-    EXPECT_TRUE(pool.table);
-    EXPECT_EQ(pool.name, L"_StringPool");
-    auto t = decode_stream_name(u"\x4840\x481D");
-    EXPECT_TRUE(t.table);
-    EXPECT_EQ(t.name, L"T");
-    auto bin = decode_stream_name(u"\x430B\x4131\x4735\x427E\x44B2");
-    EXPECT_FALSE(bin.table);
-    EXPECT_EQ(bin.name, L"Binary.foo");
-    auto summary = decode_stream_name(u"\x0005SummaryInformation");
-    EXPECT_FALSE(summary.table);
-    EXPECT_EQ(summary.name, L"\x05SummaryInformation");
-    // Characters outside the packed alphabet stand for themselves, a
-    // surrogate pair becomes one character.
-    EXPECT_EQ(decode_stream_name(u"a-b\xD83D\xDE00").name, L"a-b\U0001F600");
+    // Stored units as read from msibuild output; characters outside the packed
+    // alphabet stand for themselves, a surrogate pair becomes one character.
+    const std::vector<std::tuple<std::u16string, bool, std::wstring>> cases = {
+        {u"\x4840\x3B3F\x43F2\x4438\x45B1", true, L"_Columns"},
+        {u"\x4840\x3F3F\x4577\x446C\x3E6A\x44B2\x482F", true, L"_StringPool"},
+        {u"\x4840\x481D", true, L"T"},
+        {u"\x430B\x4131\x4735\x427E\x44B2", false, L"Binary.foo"},
+        {u"\x0005SummaryInformation", false, L"\x05SummaryInformation"},
+        {u"a-b\xD83D\xDE00", false, L"a-b\U0001F600"},
+    };
+    for (const auto& [stored, table, name] : cases) {
+        SCOPED_TRACE(narrow(name));
+        auto decoded = decode_stream_name(stored);
+        EXPECT_EQ(decoded.table, table);
+        EXPECT_EQ(decoded.name, name);
+    }
 }
 
 TEST(StreamNames, EveryPackedCharacterRoundTrips) {
@@ -99,16 +98,9 @@ TEST(SummaryStream, ValueKindsAndCodepage) {
         {16, le16s({0, 0})},
         {17, le16s({71, 0, 4, 0}) + "abcd"},  // clipboard data: skipped
     });
-    auto props = parse_summary(bytes, 1252);
-    std::vector<uint32_t> ids;
-    for (const auto& [id, p] : props) ids.push_back(id);
-    EXPECT_EQ(ids, (std::vector<uint32_t>{1, 2, 10, 14, 15, 16}));
-    EXPECT_EQ(props.at(1).integer, 1251);
-    EXPECT_EQ(props.at(2).text, L"При");
-    EXPECT_EQ(props.at(10).filetime, 0x9ABCDEF012345678ull);
-    EXPECT_EQ(props.at(14).integer, -200);
-    EXPECT_EQ(props.at(15).integer, -2);
-    EXPECT_EQ(props.at(16).type, 0);
+    EXPECT_EQ(summary_text(parse_summary(bytes, 1252)),
+              (std::vector<std::string>{"1/2=1251", "2/30=При", "10/64=" + std::to_string(0x9ABCDEF012345678ull),
+                                        "14/3=-200", "15/2=-2", "16/0=0"}));
 
     // Without property 1 the database code page applies.
     auto fallback = parse_summary(property_set({{2, lpstr("\xCF\xF0\xE8")}}), 1252);
@@ -124,18 +116,14 @@ TEST(SummaryStream, DamageYieldsNothing) {
         b.resize(cut);
         EXPECT_TRUE(parse_summary(b, 0).empty()) << cut;
     }
-    // A string length beyond the set.
-    auto b = good;
-    b[48 + 8 + 16 + 4] = 0xFF;
-    EXPECT_TRUE(parse_summary(b, 0).empty());
-    // A property offset beyond the set.
-    b = good;
-    b[48 + 8 + 4 + 3] = 0x7F;
-    EXPECT_TRUE(parse_summary(b, 0).empty());
-    // Not the summary format id.
-    b = good;
-    b[28] ^= 1;
-    EXPECT_TRUE(parse_summary(b, 0).empty());
+    // A string length beyond the set, a property offset beyond it, not the
+    // summary format id.
+    const std::pair<size_t, uint8_t> edits[] = {{48 + 8 + 16 + 4, 0xFF}, {48 + 8 + 4 + 3, 0x7F}, {28, good[28] ^ 1}};
+    for (const auto& [at, value] : edits) {
+        auto b = good;
+        b[at] = value;
+        EXPECT_TRUE(parse_summary(b, 0).empty()) << at;
+    }
 }
 
 }  // namespace
