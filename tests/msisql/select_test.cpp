@@ -97,17 +97,10 @@ TEST_F(Select, DistinctKeepsFirstOccurrence) {
 
 TEST_F(Select, ConstantsAndColumnInformation) {
     EXPECT_EQ(run(db, L"SELECT 'lit', `Name`, 7, -3, '' FROM `Item` WHERE `Name` = 'b'"), (Rows{L"lit|b|7|-3|~"}));
-
-    Error error;
-    auto q = Query::prepare(db, L"SELECT 'lit', `Name`, 7, `Data`, `Size` FROM `Item`", L"", error);
-    ASSERT_TRUE(q);
-    EXPECT_EQ(q->column_names(), (Rows{L"", L"Name", L"", L"Data", L"Size"}));
-    EXPECT_EQ(q->column_definitions(), (Rows{L"s0", L"s72", L"i4", L"V0", L"I4"}));
-
-    q = Query::prepare(db, L"SELECT * FROM `CustomAction`, `Component`", L"", error);
-    ASSERT_TRUE(q);
-    EXPECT_EQ(q->column_names(), (Rows{L"Action", L"Type", L"Source", L"Target", L"Component", L"Attributes"}));
-    EXPECT_EQ(q->column_definitions(), (Rows{L"s72", L"i2", L"S72", L"S255", L"s72", L"i2"}));
+    EXPECT_EQ(describe(db, L"SELECT 'lit', `Name`, 7, `Data`, `Size` FROM `Item`"),
+              (Rows{L":s0", L"Name:s72", L":i4", L"Data:V0", L"Size:I4"}));
+    EXPECT_EQ(describe(db, L"SELECT * FROM `CustomAction`, `Component`"),
+              (Rows{L"Action:s72", L"Type:i2", L"Source:S72", L"Target:S255", L"Component:s72", L"Attributes:i2"}));
 }
 
 TEST_F(Select, OpenQuerySurvivesTablesAddedToTheDatabase) {

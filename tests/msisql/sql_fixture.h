@@ -106,6 +106,18 @@ inline Rows run(msidb::Database& db, std::wstring_view sql, const std::vector<Fi
     return {text};
 }
 
+// The result columns of a query as "name:definition" (none when it fails).
+inline Rows describe(msidb::Database& db, std::wstring_view sql) {
+    Error error;
+    auto q = Query::prepare(db, sql, L"", error);
+    if (!q) return {};
+    Rows out;
+    for (size_t i = 0; i < q->column_names().size(); ++i)
+        out.push_back(q->column_names()[i] + L":" + q->column_definitions().at(i));
+    EXPECT_EQ(q->column_definitions().size(), out.size());
+    return out;
+}
+
 // Names of the first column of every result row.
 inline Rows keys(msidb::Database& db, const std::wstring& where) {
     return run(db, L"SELECT `Name` FROM `Item` WHERE " + where);

@@ -35,12 +35,7 @@ TEST_F(Virtual, TablesAndColumns) {
     EXPECT_EQ(run(db, L"SELECT DISTINCT `_Tables`.`Name` FROM `_Tables`, `_Columns` WHERE "
                       L"`_Tables`.`Name` = `_Columns`.`Table` AND `_Columns`.`Number` = 2"),
               (Rows{L"Item", L"Binary"}));
-
-    Error error;
-    auto q = Query::prepare(db, L"SELECT * FROM `_Columns`", L"", error);
-    ASSERT_TRUE(q);
-    EXPECT_EQ(q->column_names(), (Rows{L"Table", L"Number", L"Name", L"Type"}));
-    EXPECT_EQ(q->column_definitions(), (Rows{L"s64", L"i2", L"s64", L"i2"}));
+    EXPECT_EQ(describe(db, L"SELECT * FROM `_Columns`"), (Rows{L"Table:s64", L"Number:i2", L"Name:s64", L"Type:i2"}));
 }
 
 TEST_F(Virtual, StreamsAndStorages) {
