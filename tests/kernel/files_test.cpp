@@ -17,6 +17,15 @@ HANDLE open_file(const std::wstring& path, DWORD access, DWORD share, DWORD disp
     return CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
 }
 
+// Opens and closes again: the error of a failed open, kOk otherwise.
+DWORD open_error(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
+    SetLastError(0);
+    HANDLE file = open_file(path, access, share, disposition);
+    if (file == INVALID_HANDLE_VALUE) return GetLastError();
+    CloseHandle(file);
+    return kOk;
+}
+
 std::string read_all(HANDLE file) {
     std::string out;
     char buffer[7];
@@ -26,32 +35,18 @@ std::string read_all(HANDLE file) {
 }
 
 TEST_F(Files, MissingFilesAndBadNamesSetTheWindowsErrors) {
-    struct Case {
-        std::wstring path;
-        DWORD error;
+    const std::pair<std::wstring, DWORD> cases[] = {
+        {win(L"missing.txt"), ERROR_FILE_NOT_FOUND}, {win(L"nodir\\x.txt"), ERROR_PATH_NOT_FOUND},
+        {L"", ERROR_PATH_NOT_FOUND},                 {win(L"a|b.txt"), ERROR_INVALID_NAME},
+        {win(L"*.txt"), ERROR_INVALID_NAME},         {win(L"a:b"), ERROR_INVALID_NAME},
     };
-    const Case cases[] = {
-        {win(L"missing.txt"), ERROR_FILE_NOT_FOUND},
-        {win(L"nodir\\x.txt"), ERROR_PATH_NOT_FOUND},
-        {L"", ERROR_PATH_NOT_FOUND},
-        {win(L"a|b.txt"), ERROR_INVALID_NAME},
-        {win(L"*.txt"), ERROR_INVALID_NAME},
-        {win(L"a:b"), ERROR_INVALID_NAME},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(qv::posix::to_utf8(c.path));
-        SetLastError(0);
-        EXPECT_EQ(open_file(c.path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-        EXPECT_EQ(GetLastError(), c.error);
-        SetLastError(0);
-        EXPECT_EQ(GetFileAttributesW(c.path.c_str()), INVALID_FILE_ATTRIBUTES);
-        EXPECT_EQ(GetLastError(), c.error);
-        SetLastError(0);
-        EXPECT_FALSE(DeleteFileW(c.path.c_str()));
-        EXPECT_EQ(GetLastError(), c.error);
+    for (const auto& [path, error] : cases) {
+        SCOPED_TRACE(qv::posix::to_utf8(path));
+        EXPECT_EQ(open_error(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), error);
+        EXPECT_EQ(ERROR_OF(GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES), error);
+        EXPECT_EQ(ERROR_OF(DeleteFileW(path.c_str())), error);
     }
-    EXPECT_EQ(GetFileAttributesW(nullptr), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ERROR_OF(GetFileAttributesW(nullptr) != INVALID_FILE_ATTRIBUTES), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(Files, WriteReadAndSeekRoundTripWithoutByteOrderMark) {
@@ -63,8 +58,7 @@ TEST_F(Files, WriteReadAndSeekRoundTripWithoutByteOrderMark) {
     EXPECT_EQ(written, 11u);
     char byte;
     DWORD got = 99;
-    EXPECT_FALSE(ReadFile(file, &byte, 1, &got, nullptr));  // opened for writing only
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(ReadFile(file, &byte, 1, &got, nullptr)), ERROR_ACCESS_DENIED);  // opened for writing only
     EXPECT_EQ(got, 0u);
     ASSERT_TRUE(CloseHandle(file));
     EXPECT_EQ(read_posix("data.bin"), "hello world");
@@ -84,22 +78,19 @@ TEST_F(Files, WriteReadAndSeekRoundTripWithoutByteOrderMark) {
     EXPECT_EQ(SetFilePointer(file, 2, nullptr, FILE_BEGIN), 2u);
     EXPECT_EQ(SetFilePointer(file, 3, nullptr, FILE_CURRENT), 5u);
     EXPECT_EQ(read_all(file), " world");
-    EXPECT_EQ(SetFilePointer(file, -20, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
-    EXPECT_EQ(GetLastError(), ERROR_NEGATIVE_SEEK);
+    EXPECT_EQ(ERROR_OF(SetFilePointer(file, -20, nullptr, FILE_CURRENT) != INVALID_SET_FILE_POINTER),
+              ERROR_NEGATIVE_SEEK);
     LARGE_INTEGER distance, position;
     distance.QuadPart = 4;
     ASSERT_TRUE(SetFilePointerEx(file, distance, &position, FILE_BEGIN));
     EXPECT_EQ(position.QuadPart, 4);
-    EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(WriteFile(file, "x", 1, &written, nullptr)), ERROR_ACCESS_DENIED);
     ASSERT_TRUE(CloseHandle(file));
 }
 
 TEST_F(Files, CreationDispositionsFollowWindows) {
     write_posix("f.txt", "old content");
-    SetLastError(0);
-    EXPECT_EQ(open_file(win(L"f.txt"), GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+    EXPECT_EQ(open_error(win(L"f.txt"), GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);
 
     HANDLE file = open_file(win(L"F.TXT"), GENERIC_READ, FILE_SHARE_READ, OPEN_ALWAYS);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
@@ -119,99 +110,76 @@ TEST_F(Files, CreationDispositionsFollowWindows) {
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     CloseHandle(file);
 
-    EXPECT_EQ(open_file(win(L"gone.txt"), GENERIC_WRITE, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(open_file(win(L"f.txt"), GENERIC_READ, 0, 9), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(open_error(win(L"gone.txt"), GENERIC_WRITE, 0, TRUNCATE_EXISTING), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(open_error(win(L"f.txt"), GENERIC_READ, 0, 9), ERROR_INVALID_PARAMETER);
     mkdir(posix("folder").c_str(), 0755);
-    EXPECT_EQ(open_file(win(L"folder"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(open_error(win(L"folder"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Files, WrongAndClosedHandlesAreRejectedWithoutCrash) {
     write_posix("f.txt", "abc");
     HANDLE file = open_file(win(L"f.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(FindClose(file));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(ERROR_OF(FindClose(file)), ERROR_INVALID_HANDLE);
     ASSERT_TRUE(CloseHandle(file));
 
     char buffer[4];
     DWORD got = 0;
-    const HANDLE bad[] = {file, INVALID_HANDLE_VALUE, nullptr, reinterpret_cast<HANDLE>(0x12345)};
-    for (HANDLE handle : bad) {
-        SetLastError(0);
-        EXPECT_FALSE(CloseHandle(handle));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-        SetLastError(0);
-        EXPECT_FALSE(ReadFile(handle, buffer, 1, &got, nullptr));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-        SetLastError(0);
-        EXPECT_EQ(GetFileSize(handle, nullptr), INVALID_FILE_SIZE);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-        SetLastError(0);
-        EXPECT_EQ(CreateFileMappingW(handle, nullptr, PAGE_READONLY, 0, 0, nullptr), nullptr);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    for (HANDLE handle : {file, INVALID_HANDLE_VALUE, HANDLE(nullptr), reinterpret_cast<HANDLE>(0x12345)}) {
+        EXPECT_EQ(ERROR_OF(CloseHandle(handle)), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(ERROR_OF(ReadFile(handle, buffer, 1, &got, nullptr)), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(ERROR_OF(GetFileSize(handle, nullptr) != INVALID_FILE_SIZE), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(ERROR_OF(CreateFileMappingW(handle, nullptr, PAGE_READONLY, 0, 0, nullptr)), ERROR_INVALID_HANDLE);
     }
 
     WIN32_FIND_DATAW data;
     HANDLE search = FindFirstFileW(win(L"*").c_str(), &data);
     ASSERT_NE(search, INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(CloseHandle(search));  // a search closes with FindClose only
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(ERROR_OF(CloseHandle(search)), ERROR_INVALID_HANDLE);  // a search closes with FindClose only
     EXPECT_TRUE(FindClose(search));
-    EXPECT_FALSE(FindNextFileW(search, &data));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(ERROR_OF(FindNextFileW(search, &data)), ERROR_INVALID_HANDLE);
 }
 
 TEST_F(Files, AttributesKeepTheReadOnlyBitAndWindowsDefaults) {
-    HANDLE file = open_file(win(L"a.txt"), GENERIC_WRITE, 0, CREATE_NEW);
-    CloseHandle(file);
-    EXPECT_EQ(GetFileAttributesW(win(L"a.txt").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+    CloseHandle(open_file(win(L"a.txt"), GENERIC_WRITE, 0, CREATE_NEW));
+    EXPECT_EQ(attributes(L"a.txt"), FILE_ATTRIBUTE_ARCHIVE);
 
     ASSERT_TRUE(SetFileAttributesW(win(L"A.TXT").c_str(), FILE_ATTRIBUTE_READONLY));
-    EXPECT_EQ(GetFileAttributesW(win(L"a.txt").c_str()), FILE_ATTRIBUTE_READONLY);
-    EXPECT_EQ(open_file(win(L"a.txt"), GENERIC_WRITE, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_FALSE(DeleteFileW(win(L"a.txt").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(attributes(L"a.txt"), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(open_error(win(L"a.txt"), GENERIC_WRITE, 0, OPEN_EXISTING), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(DeleteFileW(win(L"a.txt").c_str())), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(exists_posix("a.txt"));
 
     ASSERT_TRUE(SetFileAttributesW(win(L"a.txt").c_str(), FILE_ATTRIBUTE_NORMAL));
-    EXPECT_EQ(GetFileAttributesW(win(L"a.txt").c_str()), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ(attributes(L"a.txt"), FILE_ATTRIBUTE_NORMAL);
     EXPECT_TRUE(DeleteFileW(win(L"a.txt").c_str()));
     EXPECT_FALSE(exists_posix("a.txt"));
 
-    file = open_file(win(L"t.tmp"), GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY);
-    CloseHandle(file);
-    EXPECT_EQ(GetFileAttributesW(win(L"t.tmp").c_str()), FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_ARCHIVE);
+    CloseHandle(open_file(win(L"t.tmp"), GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY));
+    EXPECT_EQ(attributes(L"t.tmp"), FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_ARCHIVE);
 
     write_posix("locked.txt", "x");
     chmod(posix("locked.txt").c_str(), 0444);
-    EXPECT_EQ(GetFileAttributesW(win(L"LOCKED.txt").c_str()), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_EQ(attributes(L"LOCKED.txt"), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
     mkdir(posix("sub").c_str(), 0755);
-    EXPECT_EQ(GetFileAttributesW(win(L"SUB").c_str()), FILE_ATTRIBUTE_DIRECTORY);
-    EXPECT_FALSE(DeleteFileW(win(L"sub").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(attributes(L"SUB"), FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(ERROR_OF(DeleteFileW(win(L"sub").c_str())), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Files, ShareModesAndOpenFilesGuardDeletion) {
     write_posix("s.txt", "shared");
     HANDLE writer = open_file(win(L"s.txt"), GENERIC_WRITE, 0, OPEN_EXISTING);
     ASSERT_NE(writer, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    EXPECT_FALSE(DeleteFileW(win(L"s.txt").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(open_error(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING),
+              ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(ERROR_OF(DeleteFileW(win(L"s.txt").c_str())), ERROR_SHARING_VIOLATION);
     CloseHandle(writer);
 
     HANDLE reader = open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     ASSERT_NE(reader, INVALID_HANDLE_VALUE);
     HANDLE second = open_file(win(L"s.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     EXPECT_NE(second, INVALID_HANDLE_VALUE);  // readers that share reading agree
-    EXPECT_EQ(open_file(win(L"s.txt"), GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(open_error(win(L"s.txt"), GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
     CloseHandle(second);
     CloseHandle(reader);
 
@@ -230,38 +198,38 @@ TEST_F(Files, ShareModesAndOpenFilesGuardDeletion) {
 TEST_F(Files, MoveCopyAndFolders) {
     write_posix("one.txt", "1");
     write_posix("two.txt", "22");
-    EXPECT_FALSE(MoveFileW(win(L"one.txt").c_str(), win(L"TWO.txt").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_TRUE(MoveFileExW(win(L"one.txt").c_str(), win(L"TWO.txt").c_str(), MOVEFILE_REPLACE_EXISTING));
+    auto move = [&](const wchar_t* from, const wchar_t* to, DWORD flags = 0) {
+        return ERROR_OF(MoveFileExW(win(from).c_str(), win(to).c_str(), flags));
+    };
+    auto copy = [&](BOOL fail_if_exists) {
+        return ERROR_OF(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), fail_if_exists));
+    };
+    EXPECT_EQ(ERROR_OF(MoveFileW(win(L"one.txt").c_str(), win(L"TWO.txt").c_str())), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(move(L"one.txt", L"TWO.txt", MOVEFILE_REPLACE_EXISTING), kOk);
     EXPECT_EQ(read_posix("two.txt"), "1");
     EXPECT_FALSE(exists_posix("one.txt"));
     EXPECT_TRUE(MoveFileW(win(L"two.txt").c_str(), win(L"Two.txt").c_str()));  // a change of case
     EXPECT_TRUE(exists_posix("Two.txt"));
-    EXPECT_FALSE(MoveFileW(win(L"absent").c_str(), win(L"x").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(MoveFileW(win(L"absent").c_str(), win(L"x").c_str())), ERROR_FILE_NOT_FOUND);
 
     ASSERT_TRUE(SetFileAttributesW(win(L"two.txt").c_str(), FILE_ATTRIBUTE_READONLY));
-    EXPECT_TRUE(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), TRUE));
+    EXPECT_EQ(copy(TRUE), kOk);
     EXPECT_EQ(read_posix("copy.txt"), "1");
-    EXPECT_EQ(GetFileAttributesW(win(L"copy.txt").c_str()), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
-    EXPECT_FALSE(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), TRUE));
-    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
-    EXPECT_FALSE(CopyFileW(win(L"two.txt").c_str(), win(L"copy.txt").c_str(), FALSE));  // read-only target
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(attributes(L"copy.txt"), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_EQ(copy(TRUE), ERROR_FILE_EXISTS);
+    EXPECT_EQ(copy(FALSE), ERROR_ACCESS_DENIED);  // read-only target
 
-    EXPECT_TRUE(CreateDirectoryW(win(L"Dir").c_str(), nullptr));
-    EXPECT_FALSE(CreateDirectoryW(win(L"dir").c_str(), nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_FALSE(CreateDirectoryW(win(L"no\\such").c_str(), nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-    EXPECT_TRUE(CreateDirectoryW(win(L"DIR\\inner").c_str(), nullptr));
+    auto make_dir = [&](const wchar_t* name) { return ERROR_OF(CreateDirectoryW(win(name).c_str(), nullptr)); };
+    auto remove_dir = [&](const wchar_t* name) { return ERROR_OF(RemoveDirectoryW(win(name).c_str())); };
+    EXPECT_EQ(make_dir(L"Dir"), kOk);
+    EXPECT_EQ(make_dir(L"dir"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(make_dir(L"no\\such"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(make_dir(L"DIR\\inner"), kOk);
     EXPECT_TRUE(exists_posix("Dir/inner"));
-    EXPECT_FALSE(RemoveDirectoryW(win(L"dir").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_DIR_NOT_EMPTY);
-    EXPECT_FALSE(RemoveDirectoryW(win(L"copy.txt").c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_DIRECTORY);
-    EXPECT_TRUE(RemoveDirectoryW(win(L"dir\\INNER").c_str()));
-    EXPECT_TRUE(RemoveDirectoryW(win(L"dir").c_str()));
+    EXPECT_EQ(remove_dir(L"dir"), ERROR_DIR_NOT_EMPTY);
+    EXPECT_EQ(remove_dir(L"copy.txt"), ERROR_DIRECTORY);
+    EXPECT_EQ(remove_dir(L"dir\\INNER"), kOk);
+    EXPECT_EQ(remove_dir(L"dir"), kOk);
     EXPECT_FALSE(exists_posix("Dir"));
 }
 
@@ -299,8 +267,7 @@ TEST_F(Files, TemporaryFolderAndNames) {
     EXPECT_EQ(GetTempFileNameW(windows_.c_str(), L"ab", 0x11A2B, name), 0x1A2Bu);
     EXPECT_EQ(std::wstring(name), windows_ + L"\\ab1A2B.TMP");
     EXPECT_FALSE(exists_posix("ab1A2B.TMP"));
-    EXPECT_EQ(GetTempFileNameW(win(L"missing").c_str(), L"x", 0, name), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_DIRECTORY);
+    EXPECT_EQ(ERROR_OF(GetTempFileNameW(win(L"missing").c_str(), L"x", 0, name)), ERROR_DIRECTORY);
 }
 
 TEST_F(Files, MappingGivesTheBytesAndPinsTheFile) {
@@ -311,8 +278,7 @@ TEST_F(Files, MappingGivesTheBytesAndPinsTheFile) {
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
     HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
     ASSERT_NE(mapping, nullptr);
-    EXPECT_EQ(CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr)), ERROR_ACCESS_DENIED);
     CloseHandle(file);  // the mapping keeps the file
 
     auto* whole = static_cast<const char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
@@ -321,28 +287,21 @@ TEST_F(Files, MappingGivesTheBytesAndPinsTheFile) {
     auto* part = static_cast<const char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 65536, 100));
     ASSERT_NE(part, nullptr);
     EXPECT_EQ(std::memcmp(part, bytes.data() + 65536, 100), 0);
-    EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_READ, 0, 100, 10), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MAPPED_ALIGNMENT);
-    EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_READ, 0, 65536, 5000), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(MapViewOfFile(mapping, FILE_MAP_READ, 0, 100, 10)), ERROR_MAPPED_ALIGNMENT);
+    EXPECT_EQ(ERROR_OF(MapViewOfFile(mapping, FILE_MAP_READ, 0, 65536, 5000)), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0)), ERROR_ACCESS_DENIED);
     CloseHandle(mapping);
 
-    EXPECT_FALSE(DeleteFileW(win(L"image.bin").c_str()));  // a view is still there
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(open_file(win(L"image.bin"), GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_USER_MAPPED_FILE);
+    EXPECT_EQ(ERROR_OF(DeleteFileW(win(L"image.bin").c_str())), ERROR_ACCESS_DENIED);  // a view is still there
+    EXPECT_EQ(open_error(win(L"image.bin"), GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS), ERROR_USER_MAPPED_FILE);
     EXPECT_TRUE(UnmapViewOfFile(whole));
-    EXPECT_FALSE(UnmapViewOfFile(whole));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_ADDRESS);
+    EXPECT_EQ(ERROR_OF(UnmapViewOfFile(whole)), ERROR_INVALID_ADDRESS);
     EXPECT_TRUE(UnmapViewOfFile(part + 10));  // any address inside the view
     EXPECT_TRUE(DeleteFileW(win(L"image.bin").c_str()));
 
     write_posix("empty.bin", "");
     file = open_file(win(L"empty.bin"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-    EXPECT_EQ(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+    EXPECT_EQ(ERROR_OF(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr)), ERROR_FILE_INVALID);
     CloseHandle(file);
 }
 
@@ -355,8 +314,8 @@ TEST_F(Files, FileTimesFromDosStamps) {
     const uint64_t expected = 1577934246ULL * 10000000ULL + 116444736000000000ULL;
     EXPECT_EQ((static_cast<uint64_t>(local.dwHighDateTime) << 32) | local.dwLowDateTime, expected);
     ASSERT_TRUE(LocalFileTimeToFileTime(&local, &utc));
-    EXPECT_FALSE(DosDateTimeToFileTime(static_cast<WORD>((40 << 9) | (13 << 5) | 1), 0, &local));  // month 13
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ERROR_OF(DosDateTimeToFileTime(static_cast<WORD>((40 << 9) | (13 << 5) | 1), 0, &local)),
+              ERROR_INVALID_PARAMETER);  // month 13
 
     write_posix("stamp.txt", "x");
     HANDLE file = open_file(win(L"stamp.txt"), GENERIC_WRITE, 0, OPEN_EXISTING);
@@ -371,8 +330,7 @@ TEST_F(Files, FileTimesFromDosStamps) {
     EXPECT_EQ(st.st_mtim.tv_sec, 1577934246);
 
     file = open_file(win(L"stamp.txt"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-    EXPECT_FALSE(SetFileTime(file, nullptr, nullptr, &utc));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ERROR_OF(SetFileTime(file, nullptr, nullptr, &utc)), ERROR_ACCESS_DENIED);
     CloseHandle(file);
 }
 

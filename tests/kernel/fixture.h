@@ -12,6 +12,11 @@
 #include "platform/platform.h"
 #include "platform/posix/kernel/paths.h"
 
+// The error a call sets when it fails (the slot cleared first), kOk when it
+// succeeds.
+constexpr DWORD kOk = 0xFFFFFFFFu;
+#define ERROR_OF(call) (SetLastError(0), (call) ? kOk : GetLastError())
+
 class KernelFolder : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -38,6 +43,7 @@ protected:
         struct stat st;
         return lstat(posix(relative).c_str(), &st) == 0;
     }
+    DWORD attributes(const std::wstring& relative) const { return GetFileAttributesW(win(relative).c_str()); }
 
     std::string posix_;
     std::wstring windows_;

@@ -41,9 +41,8 @@ TEST(PathMapping, OtherDrivesLiveInTheScratchFolder) {
     EXPECT_EQ(posix_path_from_windows(L"d:\\data"), root + "/d/data");
     EXPECT_EQ(posix_path_from_windows(L"\\\\server\\share\\f"), root + "/unc/server/share/f");
     EXPECT_EQ(qv::posix::temp_folder(), root + "/Temp");
-    SetLastError(0);
-    EXPECT_EQ(GetFileAttributesW(L"C:\\Windows\\notepad.exe"), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(GetFileAttributesW(L"C:\\Windows\\notepad.exe") != INVALID_FILE_ATTRIBUTES),
+              ERROR_PATH_NOT_FOUND);
 }
 
 TEST(Utf8, ConvertsBothWaysAndReplacesIllFormedInput) {

@@ -5,11 +5,13 @@
 
 #include <random>
 #include <string>
+#include <tuple>
 
-#include "platform/platform.h"
-#include "platform/posix/kernel/paths.h"
+#include "fixture.h"
 
 namespace {
+
+using qv::posix::to_utf8;
 
 std::wstring upper(std::wstring text) {
     CharUpperW(text.data());
@@ -35,21 +37,17 @@ TEST(CaseMapping, SimpleUnicodeMappingOnStringsAndSingleCharacters) {
 }
 
 TEST(Comparison, OrdersLikeTheWindowsStringFunctions) {
-    EXPECT_EQ(lstrcmpiW(L"Hello", L"hELLO"), 0);
-    EXPECT_EQ(lstrcmpiW(L"a", L"B"), -1);
-    EXPECT_EQ(lstrcmpiW(L"B", L"a"), 1);
-    EXPECT_EQ(lstrcmpiW(L"_", L"a"), -1);  // folded to lower case
-    EXPECT_EQ(lstrcmpiW(L"ab", L"abc"), -1);
-    EXPECT_EQ(lstrcmpiW(L"ÉCOLE", L"école"), 0);
-    EXPECT_EQ(lstrcmpW(L"abc", L"abc"), 0);
-    EXPECT_EQ(lstrcmpW(L"a", L"A"), -1);
-    EXPECT_EQ(lstrcmpW(L"A", L"a"), 1);
-    EXPECT_EQ(lstrcmpW(L"A", L"b"), -1);
-    EXPECT_EQ(lstrcmpW(L"Ab", L"aC"), -1);
+    // Ignoring case ("_" sorts before "a": folded to lower case), then exact.
+    const std::tuple<const wchar_t*, const wchar_t*, int> folded[] = {
+        {L"Hello", L"hELLO", 0}, {L"a", L"B", -1},        {L"B", L"a", 1},    {L"_", L"a", -1},
+        {L"ab", L"abc", -1},     {L"ÉCOLE", L"école", 0}, {nullptr, L"", -1}, {nullptr, nullptr, 0}};
+    const std::tuple<const wchar_t*, const wchar_t*, int> exact[] = {
+        {L"abc", L"abc", 0}, {L"a", L"A", -1}, {L"A", L"a", 1}, {L"A", L"b", -1}, {L"Ab", L"aC", -1}};
+    auto text = [](const wchar_t* s) { return s ? to_utf8(s) : std::string("null"); };
+    for (const auto& [a, b, order] : folded) EXPECT_EQ(lstrcmpiW(a, b), order) << text(a) << " " << text(b);
+    for (const auto& [a, b, order] : exact) EXPECT_EQ(lstrcmpW(a, b), order) << text(a) << " " << text(b);
     EXPECT_EQ(lstrcmpiA("\xC9" "COLE.CAB", "\xE9" "cole.cab"), 0);  // code page 1252
     EXPECT_EQ(lstrcmpiA("file1", "FILE2"), -1);
-    EXPECT_EQ(lstrcmpiW(nullptr, L""), -1);
-    EXPECT_EQ(lstrcmpiW(nullptr, nullptr), 0);
     EXPECT_EQ(lstrlenW(L"four"), 4);
     EXPECT_EQ(lstrlenW(nullptr), 0);
     wchar_t copy[8];
@@ -107,16 +105,14 @@ TEST(CodePages, Utf8AndTheCallContract) {
     // -1 counts the terminator; a size query returns the need.
     EXPECT_EQ(MultiByteToWideChar(1252, 0, "abc", -1, nullptr, 0), 4);
     wchar_t small[2];
-    EXPECT_EQ(MultiByteToWideChar(1252, 0, "abc", -1, small, 2), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(ERROR_OF(MultiByteToWideChar(1252, 0, "abc", -1, small, 2)), ERROR_INSUFFICIENT_BUFFER);
     wchar_t wide[4];
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", -1, wide, 4), 4);
     EXPECT_EQ(std::wstring(wide), L"abc");
     char narrow[3];
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"\u00E9", -1, narrow, 3, nullptr, nullptr), 3);
     EXPECT_EQ(std::string(narrow), "\xC3\xA9");
-    EXPECT_EQ(MultiByteToWideChar(1252, 0, "abc", 0, wide, 4), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ERROR_OF(MultiByteToWideChar(1252, 0, "abc", 0, wide, 4)), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(to_wide(12345, "abc"), L"error 87");
     EXPECT_TRUE(IsValidCodePage(932));
     EXPECT_TRUE(IsValidCodePage(1252));
@@ -144,9 +140,7 @@ TEST(SystemMessages, TextsOfTheCodesInUse) {
     EXPECT_EQ(system_text(0x80004005), L"Unspecified error\r\n");
     EXPECT_EQ(system_text(0x8000FFFF), L"Catastrophic failure\r\n");
     EXPECT_EQ(system_text(0x800401F3), L"Invalid class string\r\n");
-    EXPECT_EQ(system_text(0x12345), L"error 317");
-    EXPECT_EQ(system_text(0x800403E8), L"error 317");
-    EXPECT_EQ(system_text(0x80071234), L"error 317");
+    for (DWORD unknown : {0x12345u, 0x800403E8u, 0x80071234u}) EXPECT_EQ(system_text(unknown), L"error 317") << unknown;
     for (DWORD code : {1u, 3u, 6u, 8u, 13u, 14u, 87u, 110u, 234u, 259u, 1006u, 1603u, 1628u, 1629u, 0x80070002u}) {
         std::wstring text = system_text(code);
         SCOPED_TRACE(code);
@@ -160,12 +154,12 @@ TEST(SystemMessages, CallerBuffersAndInserts) {
     wchar_t exact[20];  // "Access is denied.\r\n" is 19 characters
     EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, exact, 20, nullptr), 19u);
     EXPECT_EQ(std::wstring(exact), L"Access is denied.\r\n");
-    EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, exact, 19, nullptr), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(ERROR_OF(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, exact, 19, nullptr)),
+              ERROR_INSUFFICIENT_BUFFER);
     // The message for 317 has inserts: without arguments it needs IGNORE_INSERTS.
     wchar_t big[200];
-    EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 317, 0, big, 200, nullptr), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ERROR_OF(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 317, 0, big, 200, nullptr)),
+              ERROR_INVALID_PARAMETER);
     EXPECT_GT(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, 317, 0, big, 200, nullptr), 0u);
     EXPECT_EQ(std::wstring(big).substr(0, 47), L"The system cannot find message text for message");
 }
@@ -190,10 +184,9 @@ TEST(StringTable, LoadStringCopiesTruncatesAndPointsLikeWindows) {
     EXPECT_EQ(LoadStringW(module, 103, reinterpret_cast<LPWSTR>(&pointer), 0), 11);
     EXPECT_EQ(pointer, kStrings[0].text);
     EXPECT_EQ(LoadStringW(nullptr, 104, buffer, 32), 1);  // null: the process module
-    EXPECT_EQ(LoadStringW(module, 999, buffer, 32), 0);
-    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
-    EXPECT_EQ(LoadStringW(reinterpret_cast<HMODULE>(0x10000000), 103, buffer, 32), 0);
-    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_TYPE_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(LoadStringW(module, 999, buffer, 32)), ERROR_RESOURCE_NAME_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(LoadStringW(reinterpret_cast<HMODULE>(0x10000000), 103, buffer, 32)),
+              ERROR_RESOURCE_TYPE_NOT_FOUND);
 }
 
 TEST(Modules, ProcessFileNameInWindowsForm) {
@@ -209,8 +202,7 @@ TEST(Modules, ProcessFileNameInWindowsForm) {
     EXPECT_EQ(GetModuleFileNameW(nullptr, small, 4), 4u);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(std::wstring(small), L"Z:\\");
-    EXPECT_EQ(GetModuleHandleW(L"kernel32.dll"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(GetModuleHandleW(L"kernel32.dll")), ERROR_MOD_NOT_FOUND);
 }
 
 }  // namespace
