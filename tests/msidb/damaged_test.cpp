@@ -175,6 +175,7 @@ TEST(Damaged, StructureProblemsFailWithTheirReason) {
     auto put = [](size_t at, uint32_t v) { return [=](Bytes& b) { CfbWriter::put32(b, at, v); }; };
     auto cut = [](size_t size) { return [=](Bytes& b) { b.resize(size); }; };
     const uint32_t big = d.big_first();
+    static const std::string zip = "PK\3\4 not a package";
     const std::vector<std::pair<std::function<void(Bytes&)>, std::string>> cases = {
         {cut(0), "not a compound file"},
         {cut(4), "truncated file"},
@@ -183,8 +184,7 @@ TEST(Damaged, StructureProblemsFailWithTheirReason) {
         {[](Bytes& b) { b[0x1A] = 5; }, "unsupported compound file version"},
         {[](Bytes& b) { b[0x1E] = 12; }, "damaged compound file header"},  // 4096-byte sectors in version 3
         {put(0x2C, 50000), "truncated file"},                               // more FAT sectors than the file has
-        {[](Bytes& b) { b.assign({'P', 'K', 3, 4, ' ', 'n', 'o', 't', ' ', 'a', ' ', 'p', 'k', 'g'}); },
-         "not a compound file"},
+        {[](Bytes& b) { b.assign(zip.begin(), zip.end()); }, "not a compound file"},
         // Sector chains: a loop inside the large stream, the directory pointing
         // at itself, a chain running into the directory, a start past the end
         // of the file, the file cut inside the stream, a free sector in a chain.
