@@ -42,32 +42,34 @@ void cost(Session& s) {
 std::wstring target(const Session& s, const std::wstring& d) { return s.target_path(d).value_or(L"<none>"); }
 std::wstring source(const Session& s, const std::wstring& d) { return s.source_path(d).value_or(L"<none>"); }
 
+// Each directory of the table has the expected target (or source) path.
+using Paths = std::vector<std::pair<std::wstring, std::wstring>>;
+void targets(const Session& s, const Paths& table) {
+    for (const auto& [d, expected] : table) EXPECT_EQ(target(s, d), expected) << d;
+}
+void sources(const Session& s, const Paths& table) {
+    for (const auto& [d, expected] : table) EXPECT_EQ(source(s, d), expected) << d;
+}
+void properties(const Session& s, const Paths& table) {
+    for (const auto& [name, expected] : table) EXPECT_EQ(s.property(name), expected) << name;
+}
+
 TEST(Costing, TargetPathsOfTheTree) {
     Session s(tree(0), L"Z:\\home\\u\\pkg\\p.msi");
     s.set_property(L"UserDir", L"D:\\Custom");  // set before CostFinalize, without the closing backslash
     cost(s);
     const std::wstring base = L"C:\\Program Files (x86)\\Quillvane Tools\\QV Probe\\";
-    EXPECT_EQ(target(s, L"TARGETDIR"), L"C:\\");
-    EXPECT_EQ(target(s, L"SourceDir"), L"C:\\");  // the root by its DefaultDir name
-    EXPECT_EQ(target(s, L"ProgramFilesFolder"), L"C:\\Program Files (x86)\\");
-    EXPECT_EQ(target(s, L"Company"), L"C:\\Program Files (x86)\\Quillvane Tools\\");
-    EXPECT_EQ(target(s, L"INSTALLDIR"), base);
-    EXPECT_EQ(target(s, L"BinDir"), base + L"Bin\\");
-    EXPECT_EQ(target(s, L"Binx86"), base + L"Bin\\");  // "." adds no folder
-    EXPECT_EQ(target(s, L"DataDir"), base + L"Data Files\\");
-    EXPECT_EQ(target(s, L"UserDir"), L"D:\\Custom\\");
-    EXPECT_EQ(target(s, L"UserSub"), L"D:\\Custom\\Sub\\");
+    // The root also goes by its DefaultDir name; "." adds no folder.
     // Reading chosen: a row on a loop or under a missing parent hangs
     // directly below the root drive.
-    EXPECT_EQ(target(s, L"LoopB"), L"C:\\B\\");
-    EXPECT_EQ(target(s, L"LoopA"), L"C:\\B\\A\\");
-    EXPECT_EQ(target(s, L"Lost"), L"C:\\Lost\\");
-    EXPECT_EQ(target(s, L"NoSuchDir"), L"<none>");
+    targets(s, {{L"TARGETDIR", L"C:\\"}, {L"SourceDir", L"C:\\"}, {L"ProgramFilesFolder", L"C:\\Program Files (x86)\\"},
+                {L"Company", L"C:\\Program Files (x86)\\Quillvane Tools\\"}, {L"INSTALLDIR", base},
+                {L"BinDir", base + L"Bin\\"}, {L"Binx86", base + L"Bin\\"}, {L"DataDir", base + L"Data Files\\"},
+                {L"UserDir", L"D:\\Custom\\"}, {L"UserSub", L"D:\\Custom\\Sub\\"}, {L"LoopB", L"C:\\B\\"},
+                {L"LoopA", L"C:\\B\\A\\"}, {L"Lost", L"C:\\Lost\\"}, {L"NoSuchDir", L"<none>"}});
     // Every directory key is now a property holding its target path.
-    EXPECT_EQ(s.property(L"INSTALLDIR"), base);
-    EXPECT_EQ(s.property(L"TARGETDIR"), L"C:\\");
-    EXPECT_EQ(s.property(L"UserDir"), L"D:\\Custom\\");
-    EXPECT_EQ(s.property(L"CostingComplete"), L"1");
+    properties(s, {{L"INSTALLDIR", base}, {L"TARGETDIR", L"C:\\"}, {L"UserDir", L"D:\\Custom\\"},
+                   {L"CostingComplete", L"1"}});
     EXPECT_EQ(s.file_path(L"App", false), base + L"Bin\\Application.exe");
 }
 
@@ -76,38 +78,33 @@ TEST(Costing, ShortTargetNamesAndAuthoredRoots) {
     s.set_property(L"SHORTFILENAMES", L"1");
     s.set_property(L"TARGETDIR", L"E:\\Root\\");
     cost(s);
-    EXPECT_EQ(target(s, L"TARGETDIR"), L"E:\\Root\\");
-    EXPECT_EQ(target(s, L"DataDir"), L"C:\\Program Files (x86)\\QVCOMP\\QVPROBE\\DATA\\");
-    EXPECT_EQ(target(s, L"UserDir"), L"E:\\Root\\USERD\\");
+    targets(s, {{L"TARGETDIR", L"E:\\Root\\"}, {L"DataDir", L"C:\\Program Files (x86)\\QVCOMP\\QVPROBE\\DATA\\"},
+                {L"UserDir", L"E:\\Root\\USERD\\"}});
     EXPECT_EQ(s.file_path(L"App", false), L"C:\\Program Files (x86)\\QVCOMP\\QVPROBE\\Bin\\APP~1.EXE");
 
     Session r(tree(0), L"Z:\\pkg\\p.msi");
     r.set_property(L"ROOTDRIVE", L"F:\\");
     cost(r);
-    EXPECT_EQ(target(r, L"TARGETDIR"), L"F:\\");
-    EXPECT_EQ(target(r, L"UserDir"), L"F:\\User Dir\\");
+    targets(r, {{L"TARGETDIR", L"F:\\"}, {L"UserDir", L"F:\\User Dir\\"}});
 }
 
 TEST(Costing, SourcePathsByWordCount) {
     Session longs(tree(0), L"Z:\\home\\u\\pkg\\p.msi");
     ASSERT_EQ(longs.do_action(L"ResolveSource"), 0u);
     const std::wstring root = L"Z:\\home\\u\\pkg\\";
-    EXPECT_EQ(source(longs, L"TARGETDIR"), root);
-    EXPECT_EQ(source(longs, L"Company"), root + L"PFiles\\Source Company\\");
-    EXPECT_EQ(source(longs, L"INSTALLDIR"), root + L"PFiles\\Source Company\\QV Probe\\");
-    EXPECT_EQ(source(longs, L"Binx86"), root + L"PFiles\\Source Company\\QV Probe\\Bin\\x86\\");
-    EXPECT_EQ(source(longs, L"DataDir"), root + L"PFiles\\Source Company\\QV Probe\\Data Files\\");
+    const std::wstring probe = root + L"PFiles\\Source Company\\QV Probe\\";
+    sources(longs, {{L"TARGETDIR", root}, {L"Company", root + L"PFiles\\Source Company\\"}, {L"INSTALLDIR", probe},
+                    {L"Binx86", probe + L"Bin\\x86\\"}, {L"DataDir", probe + L"Data Files\\"}});
 
     Session shorts(tree(1), L"Z:\\home\\u\\pkg\\p.msi");
     ASSERT_EQ(shorts.do_action(L"ResolveSource"), 0u);
-    EXPECT_EQ(source(shorts, L"DataDir"), root + L"PFiles\\SRCCOMP\\QVPROBE\\DATA\\");
-    EXPECT_EQ(source(shorts, L"Binx86"), root + L"PFiles\\SRCCOMP\\QVPROBE\\Bin\\x86\\");
+    sources(shorts, {{L"DataDir", root + L"PFiles\\SRCCOMP\\QVPROBE\\DATA\\"},
+                     {L"Binx86", root + L"PFiles\\SRCCOMP\\QVPROBE\\Bin\\x86\\"}});
 
     // A compressed package takes every file from the source root.
     Session packed(tree(2 | 1), L"Z:\\home\\u\\pkg\\p.msi");
     ASSERT_EQ(packed.do_action(L"ResolveSource"), 0u);
-    EXPECT_EQ(source(packed, L"DataDir"), root);
-    EXPECT_EQ(source(packed, L"TARGETDIR"), root);
+    sources(packed, {{L"DataDir", root}, {L"TARGETDIR", root}});
     // The source property does not override a source path.
     Session named(tree(0), L"Z:\\pkg\\p.msi");
     named.set_property(L"INSTALLDIR", L"D:\\Elsewhere\\");
@@ -123,23 +120,18 @@ TEST(Costing, DirectoryPropertiesBetweenTheActions) {
     EXPECT_EQ(s.property(L"SourceDir"), L"");
     ASSERT_EQ(s.do_action(L"CostInitialize"), 0u);
     ASSERT_EQ(s.do_action(L"FileCost"), 0u);
-    EXPECT_EQ(s.property(L"INSTALLDIR"), L"");
-    EXPECT_EQ(s.property(L"ProgramFilesFolder"), L"C:\\Program Files (x86)\\");
+    properties(s, {{L"INSTALLDIR", L""}, {L"ProgramFilesFolder", L"C:\\Program Files (x86)\\"}});
     EXPECT_EQ(target(s, L"INSTALLDIR"), L"<none>");
     EXPECT_EQ(source(s, L"INSTALLDIR"), L"<none>");
     ASSERT_EQ(s.do_action(L"ResolveSource"), 0u);
-    EXPECT_EQ(s.property(L"SourceDir"), L"Z:\\pkg\\");
-    EXPECT_EQ(s.property(L"SOURCEDIR"), L"Z:\\pkg\\");
-    EXPECT_EQ(s.property(L"INSTALLDIR"), L"Z:\\pkg\\PFiles\\Source Company\\QV Probe\\");
-    EXPECT_EQ(s.property(L"ProgramFilesFolder"), L"Z:\\pkg\\PFiles\\");
-    EXPECT_EQ(s.property(L"TARGETDIR"), L"Z:\\pkg\\");
+    properties(s, {{L"SourceDir", L"Z:\\pkg\\"}, {L"SOURCEDIR", L"Z:\\pkg\\"},
+                   {L"INSTALLDIR", L"Z:\\pkg\\PFiles\\Source Company\\QV Probe\\"},
+                   {L"ProgramFilesFolder", L"Z:\\pkg\\PFiles\\"}, {L"TARGETDIR", L"Z:\\pkg\\"}});
     s.set_property(L"DataDir", L"G:\\Data\\");
     ASSERT_EQ(s.do_action(L"CostFinalize"), 0u);
-    EXPECT_EQ(s.property(L"ProgramFilesFolder"), L"C:\\Program Files (x86)\\");
-    EXPECT_EQ(s.property(L"TARGETDIR"), L"C:\\");
-    EXPECT_EQ(s.property(L"INSTALLDIR"), L"C:\\Program Files (x86)\\Quillvane Tools\\QV Probe\\");
-    EXPECT_EQ(s.property(L"DataDir"), L"G:\\Data\\");
-    EXPECT_EQ(s.property(L"SourceDir"), L"Z:\\pkg\\");
+    properties(s, {{L"ProgramFilesFolder", L"C:\\Program Files (x86)\\"}, {L"TARGETDIR", L"C:\\"},
+                   {L"INSTALLDIR", L"C:\\Program Files (x86)\\Quillvane Tools\\QV Probe\\"},
+                   {L"DataDir", L"G:\\Data\\"}, {L"SourceDir", L"Z:\\pkg\\"}});
     // ResolveSource after CostFinalize leaves the target paths alone.
     ASSERT_EQ(s.do_action(L"ResolveSource"), 0u);
     EXPECT_EQ(s.property(L"INSTALLDIR"), L"C:\\Program Files (x86)\\Quillvane Tools\\QV Probe\\");

@@ -3,6 +3,8 @@
 // real installer engine after the three cost actions.
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 #include "platform/posix/session/formatter.h"
 #include "platform/posix/session/session.h"
 #include "session/fixture.h"
@@ -22,6 +24,10 @@ protected:
     }
     std::wstring fmt(const std::wstring& text) { return session.format({text}); }
     std::wstring fmt(RecordText record) { return session.format(record); }
+    // Each template formats to its expected text.
+    void rows(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> table) {
+        for (auto [text, expected] : table) EXPECT_EQ(fmt(text), expected) << text;
+    }
     void cost() {
         ASSERT_EQ(session.do_action(L"CostInitialize"), 0u);
         ASSERT_EQ(session.do_action(L"FileCost"), 0u);
@@ -36,89 +42,58 @@ TEST_F(FormatTest, ObservedEngineRows) {
     cost();
     EXPECT_EQ(fmt(RecordText{std::nullopt, L"[#MainFile]"}),
               L"1: C:\\Program Files (x86)\\QV Probe\\readme.txt ");
-    EXPECT_EQ(fmt(L"[#MainFile]"), L"C:\\Program Files (x86)\\QV Probe\\readme.txt");
     EXPECT_EQ(fmt(RecordText{std::nullopt, L"plain"}), L"1: plain ");
-    EXPECT_EQ(fmt(L"[\\[]x[\\]]"), L"[x]");
-    EXPECT_EQ(fmt(L"{X}"), L"{X}");
-    EXPECT_EQ(fmt(L"{[ProductName]}"), L"QV Probe");
-    EXPECT_EQ(fmt(L"[QV_BRACKET]"), L"[SourceDir]x");
     EXPECT_EQ(fmt(RecordText{L"[1]", L""}), L"");
     EXPECT_EQ(fmt(RecordText{L"[1]", std::nullopt}), L"");
+    rows({{L"[#MainFile]", L"C:\\Program Files (x86)\\QV Probe\\readme.txt"}, {L"[\\[]x[\\]]", L"[x]"},
+          {L"{X}", L"{X}"}, {L"{[ProductName]}", L"QV Probe"}, {L"[QV_BRACKET]", L"[SourceDir]x"}});
 }
 
+// Names are case-sensitive, values are not formatted again; reading chosen:
+// an empty name is an unknown property.
 TEST_F(FormatTest, PropertiesAreCaseSensitiveAndNotFormattedAgain) {
-    EXPECT_EQ(fmt(L"a[P]b"), L"avb");
-    EXPECT_EQ(fmt(L"a[p]b"), L"ab");          // another name
-    EXPECT_EQ(fmt(L"a[Unset]b"), L"ab");
-    EXPECT_EQ(fmt(L"[Raw]"), L"[P]");
-    EXPECT_EQ(fmt(L"[Braced]"), L"{[P]}");
-    EXPECT_EQ(fmt(L"[]"), L"");               // reading chosen: an empty name is an unknown property
-    EXPECT_EQ(fmt(L"[ProductName] [VersionNT]"), L"QV Probe 603");
+    rows({{L"a[P]b", L"avb"}, {L"a[p]b", L"ab"}, {L"a[Unset]b", L"ab"}, {L"[Raw]", L"[P]"}, {L"[Braced]", L"{[P]}"},
+          {L"[]", L""}, {L"[ProductName] [VersionNT]", L"QV Probe 603"}});
 }
 
 TEST_F(FormatTest, NestedBracketsResolveInsideOut) {
-    EXPECT_EQ(fmt(L"[[Name]]"), L"v");
-    EXPECT_EQ(fmt(L"<[[Unset]]>"), L"<>");
-    EXPECT_EQ(fmt(L"[[[Name2]]]"), L"");
+    rows({{L"[[Name]]", L"v"}, {L"<[[Unset]]>", L"<>"}, {L"[[[Name2]]]", L""}, {L"[%[EnvName]]", L""}});
     session.set_property(L"Name2", L"Name");
-    EXPECT_EQ(fmt(L"[[[Name2]]]"), L"v");
-    EXPECT_EQ(fmt(L"[%[EnvName]]"), L"");
     session.set_property(L"EnvName", L"windir");
-    EXPECT_EQ(fmt(L"[%[EnvName]]"), L"C:\\Windows");
+    rows({{L"[[[Name2]]]", L"v"}, {L"[%[EnvName]]", L"C:\\Windows"}});
 }
 
 TEST_F(FormatTest, EnvironmentOfTheReferenceMachineIgnoresCase) {
-    EXPECT_EQ(fmt(L"[%SystemRoot]"), L"C:\\Windows");
-    EXPECT_EQ(fmt(L"[%SYSTEMROOT]|[%username]"), L"C:\\Windows|User");
-    EXPECT_EQ(fmt(L"[%ProgramFiles(x86)]"), L"C:\\Program Files (x86)");
-    EXPECT_EQ(fmt(L"<[%NoSuchVariable]>"), L"<>");
+    rows({{L"[%SystemRoot]", L"C:\\Windows"}, {L"[%SYSTEMROOT]|[%username]", L"C:\\Windows|User"},
+          {L"[%ProgramFiles(x86)]", L"C:\\Program Files (x86)"}, {L"<[%NoSuchVariable]>", L"<>"}});
 }
 
+// An escape keeps one character; the rest inside the brackets is dropped.
 TEST_F(FormatTest, EscapesKeepOneCharacter) {
-    EXPECT_EQ(fmt(L"[\\[]"), L"[");
-    EXPECT_EQ(fmt(L"[\\]]"), L"]");
-    EXPECT_EQ(fmt(L"[\\abc]"), L"a");          // the rest inside the brackets is dropped
-    EXPECT_EQ(fmt(L"[\\[]ProductName[\\]]"), L"[ProductName]");
-    EXPECT_EQ(fmt(L"[\\{]a[\\}]"), L"{a}");
-    const std::wstring nul = fmt(L"a[~]b");
-    ASSERT_EQ(nul.size(), 3u);
-    EXPECT_EQ(nul[1], L'\0');
+    rows({{L"[\\[]", L"["}, {L"[\\]]", L"]"}, {L"[\\abc]", L"a"}, {L"[\\[]ProductName[\\]]", L"[ProductName]"},
+          {L"[\\{]a[\\}]", L"{a}"}});
+    EXPECT_EQ(fmt(L"a[~]b"), std::wstring(L"a\0b", 3));
 }
 
 TEST_F(FormatTest, GroupsKeepDropOrUnwrap) {
-    EXPECT_EQ(fmt(L"{text}"), L"{text}");
-    EXPECT_EQ(fmt(L"x{a [P] b}y"), L"xa v by");
-    EXPECT_EQ(fmt(L"x{a [Unset] b}y"), L"xy");
-    EXPECT_EQ(fmt(L"x{[P][Unset]}y"), L"xy");
-    EXPECT_EQ(fmt(L"{[P]}{, [Unset]}{, [ProductName]}"), L"v, QV Probe");
-    // Reading chosen for nested groups: the inner group decides for itself;
-    // its substitution unwraps the outer one.
-    EXPECT_EQ(fmt(L"{a{[Unset]}b}"), L"ab");
-    EXPECT_EQ(fmt(L"{a{b}c}"), L"{a{b}c}");
-    // Reading chosen for double braces (shown in the log only): the content
-    // without the braces, gone when a value is missing.
-    EXPECT_EQ(fmt(L"{{Fatal error: }}"), L"Fatal error: ");
-    EXPECT_EQ(fmt(L"{{Disk [P]}}!"), L"Disk v!");
-    EXPECT_EQ(fmt(L"{{Disk [Unset]}}!"), L"!");
-    EXPECT_EQ(fmt(L"{{{{[P]}}}}"), L"v");
-    EXPECT_EQ(fmt(L"{{a}}{{b [P]}}"), L"ab v");
-    // An escape counts as a substitution.
-    EXPECT_EQ(fmt(L"{[\\[]}"), L"[");
+    rows({{L"{text}", L"{text}"}, {L"x{a [P] b}y", L"xa v by"}, {L"x{a [Unset] b}y", L"xy"},
+          {L"x{[P][Unset]}y", L"xy"}, {L"{[P]}{, [Unset]}{, [ProductName]}", L"v, QV Probe"},
+          // Reading chosen for nested groups: the inner group decides for
+          // itself; its substitution unwraps the outer one.
+          {L"{a{[Unset]}b}", L"ab"}, {L"{a{b}c}", L"{a{b}c}"},
+          // Reading chosen for double braces (shown in the log only): the
+          // content without the braces, gone when a value is missing.
+          {L"{{Fatal error: }}", L"Fatal error: "}, {L"{{Disk [P]}}!", L"Disk v!"}, {L"{{Disk [Unset]}}!", L"!"},
+          {L"{{{{[P]}}}}", L"v"}, {L"{{a}}{{b [P]}}", L"ab v"},
+          {L"{[\\[]}", L"["}});  // an escape counts as a substitution
 }
 
+// A brace inside keeps a bracket open; a bracket inside pairs first, so a
+// brace can be part of a property name.
 TEST_F(FormatTest, UnbalancedTextStaysAsWritten) {
-    EXPECT_EQ(fmt(L"[P"), L"[P");
-    EXPECT_EQ(fmt(L"a]b"), L"a]b");
-    EXPECT_EQ(fmt(L"[abc [P]"), L"[abc v");
-    EXPECT_EQ(fmt(L"[P]]"), L"v]");
-    EXPECT_EQ(fmt(L"{a"), L"{a");
-    EXPECT_EQ(fmt(L"a}"), L"a}");
-    EXPECT_EQ(fmt(L"{[P]"), L"{v");
-    EXPECT_EQ(fmt(L"[a{b]"), L"[a{b]");   // a brace inside keeps the bracket open
-    // A bracket inside pairs first, so the brace is part of a property name.
-    EXPECT_EQ(fmt(L"{a[b}c]"), L"{a");
-    EXPECT_EQ(fmt(L"[\\"), L"[\\");
-    EXPECT_EQ(fmt(L"[\\x"), L"[\\x");
+    rows({{L"[P", L"[P"}, {L"a]b", L"a]b"}, {L"[abc [P]", L"[abc v"}, {L"[P]]", L"v]"}, {L"{a", L"{a"},
+          {L"a}", L"a}"}, {L"{[P]", L"{v"}, {L"[a{b]", L"[a{b]"}, {L"{a[b}c]", L"{a"}, {L"[\\", L"[\\"},
+          {L"[\\x", L"[\\x"}});
     EXPECT_EQ(fmt(std::wstring(5000, L'[') + L"[P]"), std::wstring(5000, L'[') + L"v");
 }
 
