@@ -136,6 +136,14 @@ inline Lines RunCheck(Export check, const std::string& msi)
     return session.lines;
 }
 
+// Builds the package in a temporary folder of its own and runs one export
+// over it.
+inline Lines RunOn(Export check, const std::vector<std::string>& queries)
+{
+    qvtest::TempDir dir;
+    return RunCheck(check, qvtest::BuildPackage(dir, "package", queries));
+}
+
 // The banner followed by the given lines.
 inline Lines With(const std::wstring& banner, const Lines& findings)
 {

@@ -49,6 +49,21 @@ std::string DialogRow(const std::string& name, const std::string& title)
 
 // ---- QVICE17 ---------------------------------------------------------------------
 
+std::wstring Waiver(const std::wstring& action)
+{
+    return L" action. Use of the " + action + L" action requires a waiver from Microsoft.\t\t";
+}
+std::wstring InSequence(const std::wstring& sequence, const std::wstring& action)
+{
+    return L"QVICE17\t1\tSequence " + sequence + L" includes the " + action + Waiver(action) + sequence +
+           L"\tAction\t" + action;
+}
+std::wstring OnControl(const std::wstring& control, const std::wstring& action, const std::wstring& condition)
+{
+    return L"QVICE17\t1\tControl " + control + L" on Dialog Done runs the " + action + Waiver(action) +
+           L"ControlEvent\tArgument\tDone\t" + control + L"\tDoAction\t" + action + L"\t" + condition;
+}
+
 TEST(QVICE17, FindsEachActionInEverySequenceAndControlEventGroupedByAction)
 {
     const Lines lines = RunCheck(QVICE17, "ice17",
@@ -72,25 +87,12 @@ TEST(QVICE17, FindsEachActionInEverySequenceAndControlEventGroupedByAction)
                             });
     // Conditions play no part: "0" on a sequence row or event is reported.
     // Names match exactly; another event with the action as argument is nothing.
-    EXPECT_EQ(lines,
-              (Lines{
-                  kBanner17,
-                  L"QVICE17\t1\tSequence InstallExecuteSequence includes the ForceReboot action. Use of the ForceReboot "
-                  L"action requires a waiver from Microsoft.\t\tInstallExecuteSequence\tAction\tForceReboot",
-                  L"QVICE17\t1\tSequence ModuleAdvtUISequence includes the ForceReboot action. Use of the ForceReboot "
-                  L"action requires a waiver from Microsoft.\t\tModuleAdvtUISequence\tAction\tForceReboot",
-                  L"QVICE17\t1\tControl Never on Dialog Done runs the ForceReboot action. Use of the ForceReboot action "
-                  L"requires a waiver from Microsoft.\t\tControlEvent\tArgument\tDone\tNever\tDoAction\tForceReboot\t0",
-                  L"QVICE17\t1\tSequence InstallExecuteSequence includes the ScheduleReboot action. Use of the "
-                  L"ScheduleReboot action requires a waiver from Microsoft.\t\tInstallExecuteSequence\tAction\t"
-                  L"ScheduleReboot",
-                  L"QVICE17\t1\tSequence InstallUISequence includes the ScheduleReboot action. Use of the "
-                  L"ScheduleReboot action requires a waiver from Microsoft.\t\tInstallUISequence\tAction\t"
-                  L"ScheduleReboot",
-                  L"QVICE17\t1\tControl Finish on Dialog Done runs the ScheduleReboot action. Use of the ScheduleReboot "
-                  L"action requires a waiver from Microsoft.\t\tControlEvent\tArgument\tDone\tFinish\tDoAction\t"
-                  L"ScheduleReboot\t1",
-              }));
+    EXPECT_EQ(lines, (Lines{kBanner17, InSequence(L"InstallExecuteSequence", L"ForceReboot"),
+                            InSequence(L"ModuleAdvtUISequence", L"ForceReboot"),
+                            OnControl(L"Never", L"ForceReboot", L"0"),
+                            InSequence(L"InstallExecuteSequence", L"ScheduleReboot"),
+                            InSequence(L"InstallUISequence", L"ScheduleReboot"),
+                            OnControl(L"Finish", L"ScheduleReboot", L"1")}));
 }
 
 TEST(QVICE17, NoTablesToSearchOrAnEmptyListGiveTheBannerOnly)

@@ -99,6 +99,12 @@ std::wstring Mismatch(const std::wstring& table)
            L" does not match the MSI schema defined in schema.msi\t\t" + table + L"\t\t";
 }
 
+std::wstring Reserved(const std::wstring& property)
+{
+    return L"QVICE05\t1\tMSI property " + property + L" begins with reserved characters. MSI property names cannot "
+           L"start with \"MSI\" (case-insensitive)\t\tProperty\tProperty\t" + property;
+}
+
 std::wstring Lacks(const std::wstring& table)
 {
     return L"QVICE04\t3\tTable " + table + L" lacks stored schema information";
@@ -158,12 +164,9 @@ TEST(QVICE05, ReservedPrefixSparesOnlyTheListedSpelling)
     EXPECT_EQ(RunCheck(QVICE05, "ice05", SchemaPackage()),
               (Lines{
                   kBanner05,
-                  L"QVICE05\t1\tMSI property MsiFastInstall begins with reserved characters. MSI property names "
-                  L"cannot start with \"MSI\" (case-insensitive)\t\tProperty\tProperty\tMsiFastInstall",
-                  L"QVICE05\t1\tMSI property MSI begins with reserved characters. MSI property names cannot start with "
-                  L"\"MSI\" (case-insensitive)\t\tProperty\tProperty\tMSI",
-                  L"QVICE05\t1\tMSI property msiLogging begins with reserved characters. MSI property names cannot "
-                  L"start with \"MSI\" (case-insensitive)\t\tProperty\tProperty\tmsiLogging",
+                  Reserved(L"MsiFastInstall"),
+                  Reserved(L"MSI"),
+                  Reserved(L"msiLogging"),
                   L"QVICE05\t1\tTable msiCustom begins with reserved characters. Custom table names cannot start "
                   L"with \"MSI\" (case-insensitive)\t\tmsiCustom\t\t",
                   L"QVICE05\t3\tFinished ICE QVICE05",
@@ -177,10 +180,7 @@ TEST(QVICE05, ReferenceListsAreHardNeeds)
               (Lines{kBanner05, groupb::MissingTableLine(L"QVICE05", L"_QVMsiProperty")}));
     EXPECT_EQ(RunCheck(QVICE05, "ice05noschema",
                        {kMsiPropertyTable, qvtest::kPropertyTable, PropertyRow("MsiLogging", "v")}),
-              (Lines{kBanner05,
-                     L"QVICE05\t1\tMSI property MsiLogging begins with reserved characters. MSI property names cannot "
-                     L"start with \"MSI\" (case-insensitive)\t\tProperty\tProperty\tMsiLogging",
-                     groupb::MissingTableLine(L"QVICE05", L"_QVTableSchema")}));
+              (Lines{kBanner05, Reserved(L"MsiLogging"), groupb::MissingTableLine(L"QVICE05", L"_QVTableSchema")}));
 }
 
 }  // namespace

@@ -97,9 +97,12 @@ std::wstring PropertyLine(int id, const std::wstring& name, const std::wstring& 
     return L"QVICE19\t1\t" + text + L"\t\tProperty\tValue\t" + name;
 }
 
-const std::wstring kNoDowngradeLine =
-    L"QVICE19\t1\tUpgradeCode {AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE} does not detect and prevent downgrades with a "
-    L"properly scheduled Type 19 Custom Action; the package must prevent downgrades\t\tUpgrade\t\t";
+std::wstring NoDowngrade(const std::wstring& code)
+{
+    return L"QVICE19\t1\tUpgradeCode " + code + L" does not detect and prevent downgrades with a properly scheduled "
+           L"Type 19 Custom Action; the package must prevent downgrades\t\tUpgrade\t\t";
+}
+const std::wstring kNoDowngradeLine = NoDowngrade(L"{AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE}");
 
 // ---- the text rules --------------------------------------------------------------
 
@@ -161,9 +164,7 @@ TEST(QVICE19Properties, DefaultsAndMalformedValuesInTheirFixedOrder)
                      PropertyLine(150, L"ProductLanguage", L"1033,1031"),
                      PropertyLine(148, L"ProductName", L"My Project Name-2"),
                      PropertyLine(151, L"ProductVersion", L"1.2.3.4"),
-                     L"QVICE19\t1\tUpgradeCode AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE does not detect and prevent "
-                     L"downgrades with a properly scheduled Type 19 Custom Action; the package must prevent "
-                     L"downgrades\t\tUpgrade\t\t"}));
+                     NoDowngrade(L"AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE")}));
 }
 
 TEST(QVICE19Properties, OtherDefaultsAreExactInCaseAndAtTheStart)
