@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <map>
+#include <tuple>
 
 #include "foundation/stringx.h"
 
@@ -258,12 +259,10 @@ TEST(StringxCaseless, EqualityOrderAndSearchIgnoreCase)
     EXPECT_EQ(SI(L"all"), L"ALL");
     EXPECT_FALSE(SI(L"ALL") == L"ALLE");
     EXPECT_FALSE(SI(L"AL") == L"ALL");
-    EXPECT_EQ(SI(L"abc").compare(L"ABD"), -1);
-    EXPECT_EQ(SI(L"abd").compare(L"ABC"), 1);
-    EXPECT_EQ(SI(L"ab").compare(L"ABC"), -1);
-    EXPECT_EQ(SI(L"ABC").compare(L"ab"), 1);
     // Only A-Z fold, and they fold to lower case: 'Z' sorts after '['.
-    EXPECT_EQ(SI(L"Z").compare(L"["), 1);
+    for (auto [a, b, order] : {std::tuple{L"abc", L"ABD", -1}, {L"abd", L"ABC", 1}, {L"ab", L"ABC", -1},
+                               {L"ABC", L"ab", 1}, {L"Z", L"[", 1}})
+        EXPECT_EQ(SI(a).compare(b), order) << a << " " << b;
     EXPECT_EQ(S(L"Z").compare(L"["), -1);
     EXPECT_FALSE(SI(L"\u00C9") == L"\u00E9");
 
@@ -284,12 +283,9 @@ TEST(StringxCaseless, EqualityOrderAndSearchIgnoreCase)
 
 TEST(StringxCompare, PlainComparesCodesThenLength)
 {
-    EXPECT_EQ(S(L"a").compare(L"b"), -1);
-    EXPECT_EQ(S(L"b").compare(L"a"), 1);
-    EXPECT_EQ(S(L"B").compare(L"a"), -1);
-    EXPECT_EQ(S(L"abc").compare(L"abc"), 0);
-    EXPECT_EQ(S(L"abc").compare(L"abcd"), -1);
-    EXPECT_EQ(S(L"\uFFFF").compare(L"\u7FFF"), 1);
+    for (auto [a, b, order] : {std::tuple{L"a", L"b", -1}, {L"b", L"a", 1}, {L"B", L"a", -1}, {L"abc", L"abc", 0},
+                               {L"abc", L"abcd", -1}, {L"\uFFFF", L"\u7FFF", 1}})
+        EXPECT_EQ(S(a).compare(b), order) << a << " " << b;
     EXPECT_TRUE(S(L"A") < S(L"a"));
     EXPECT_TRUE(S(L"ab") <= S(L"ab"));
     EXPECT_TRUE(S(L"b") > S(L"abc"));
