@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const size_t skip = size ? 1 + nameLength : 0;
 
     if (FILE* out = std::fopen(cabinet.c_str(), "wb")) {
-        std::fwrite(data + skip, 1, size - skip, out);
+        if (size > skip)
+            std::fwrite(data + skip, 1, size - skip, out);
         std::fclose(out);
     }
     CabinetEngine engine;
