@@ -136,12 +136,15 @@ inline Lines RunCheck(Export check, const std::string& msi)
     return session.lines;
 }
 
-// Builds the package in a temporary folder of its own and runs one export
-// over it.
-inline Lines RunOn(Export check, const std::vector<std::string>& queries)
+// Builds the package in a temporary folder of its own, with the given Word
+// Count unless it is negative, and runs one export over it.
+inline Lines RunOn(Export check, const std::vector<std::string>& queries, int32_t wordCount = -1)
 {
     qvtest::TempDir dir;
-    return RunCheck(check, qvtest::BuildPackage(dir, "package", queries));
+    const std::string msi = qvtest::BuildPackage(dir, "package", queries);
+    if (wordCount >= 0)
+        SetWordCount(msi, wordCount);
+    return RunCheck(check, msi);
 }
 
 // The banner followed by the given lines.

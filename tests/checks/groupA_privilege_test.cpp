@@ -12,10 +12,8 @@ using groupa::DirRow;
 using groupa::FileRow;
 using groupa::Insert;
 using groupa::Lines;
-using groupa::RunCheck;
+using groupa::RunOn;
 using groupa::With;
-using qvtest::BuildPackage;
-using qvtest::TempDir;
 
 const wchar_t* const kBanner =
     L"QVICE20\t3\tQVICE20 - Validate that no machine-wide settings are installed by a non-privileged installation";
@@ -94,10 +92,7 @@ std::vector<std::string> Package()
 
 TEST(QVICE20, NonPrivilegedPackageTouchingMachineWidePlaces)
 {
-    TempDir dir;
-    const auto msi = BuildPackage(dir, "limited", Package());
-    groupa::SetWordCount(msi, 10);  // bits 1 and 3
-    EXPECT_EQ(RunCheck(QVICE20, msi),
+    EXPECT_EQ(RunOn(QVICE20, Package(), 10),  // Word Count bits 1 and 3
               With(kBanner,
                    {
                        // Component: Main and Mixed have files; Empty has none, User is in a user folder.
@@ -119,27 +114,21 @@ TEST(QVICE20, NonPrivilegedPackageTouchingMachineWidePlaces)
 
 TEST(QVICE20, ElevatedPackageIsNotExamined)
 {
-    TempDir dir;
-    const auto msi = BuildPackage(dir, "elevated", Package());
-    groupa::SetWordCount(msi, 2);
-    EXPECT_EQ(RunCheck(QVICE20, msi), Lines{kBanner});
+    EXPECT_EQ(RunOn(QVICE20, Package(), 2), Lines{kBanner});
 }
 
 TEST(QVICE20, WithoutComponentTableEveryStatusIsUnknown)
 {
-    TempDir dir;
-    const auto msi = BuildPackage(
-        dir, "nocomp",
-        {groupa::kRegistryTable,
-         Insert("Registry", {"Registry", "Root", "Key", "Component_"}, {"hklm", "2", "Software", "Main"}),
-         "CREATE TABLE `RemoveRegistry` (`RemoveRegistry` CHAR(72) NOT NULL, `Root` SHORT NOT NULL, `Key` CHAR(255) "
-         "NOT NULL, `Name` CHAR(255), `Component_` CHAR(72) NOT NULL PRIMARY KEY `RemoveRegistry`)",
-         Insert("RemoveRegistry", {"RemoveRegistry", "Root", "Key", "Component_"}, {"gone", "3", "Software", "Main"}),
-         "CREATE TABLE `RemoveFile` (`FileKey` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, `FileName` "
-         "CHAR(255), `DirProperty` CHAR(72) NOT NULL, `InstallMode` SHORT NOT NULL PRIMARY KEY `FileKey`)",
-         Insert("RemoveFile", {"FileKey", "Component_", "DirProperty", "InstallMode"}, {"rf", "Main", "Any", "1"})});
-    groupa::SetWordCount(msi, 8);
-    EXPECT_EQ(RunCheck(QVICE20, msi),
+    const std::vector<std::string> package = {
+        groupa::kRegistryTable,
+        Insert("Registry", {"Registry", "Root", "Key", "Component_"}, {"hklm", "2", "Software", "Main"}),
+        "CREATE TABLE `RemoveRegistry` (`RemoveRegistry` CHAR(72) NOT NULL, `Root` SHORT NOT NULL, `Key` CHAR(255) "
+        "NOT NULL, `Name` CHAR(255), `Component_` CHAR(72) NOT NULL PRIMARY KEY `RemoveRegistry`)",
+        Insert("RemoveRegistry", {"RemoveRegistry", "Root", "Key", "Component_"}, {"gone", "3", "Software", "Main"}),
+        "CREATE TABLE `RemoveFile` (`FileKey` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, `FileName` "
+        "CHAR(255), `DirProperty` CHAR(72) NOT NULL, `InstallMode` SHORT NOT NULL PRIMARY KEY `FileKey`)",
+        Insert("RemoveFile", {"FileKey", "Component_", "DirProperty", "InstallMode"}, {"rf", "Main", "Any", "1"})};
+    EXPECT_EQ(RunOn(QVICE20, package, 8),
               With(kBanner, {L"QVICE20\t0\tInvalid component referenced in table 'RemoveFile', key 'rf' (this would "
                              L"typically be caught by ICE03)",
                              Finding158(L"Registry", L"hklm", 2, -1), Finding158(L"RemoveRegistry", L"gone", 3, -1)}));

@@ -24,20 +24,18 @@ const char* kRegistryTable =
     "LOCALIZABLE, `Name` CHAR(255) LOCALIZABLE, `Value` CHAR(0) LOCALIZABLE, `Component_` CHAR(72) NOT NULL PRIMARY "
     "KEY `Registry`)";
 
+// An empty name leaves the Name column null.
 std::string Entry(int root, const std::string& key, const std::string& name)
 {
-    if (name.empty())
-        return Insert("_QvRegistry", "`Root`, `Key`", std::to_string(root) + ", " + Quoted(key));
-    return Insert("_QvRegistry", "`Root`, `Key`, `Name`", std::to_string(root) + ", " + Quoted(key) + ", " + Quoted(name));
+    return Insert("_QvRegistry", name.empty() ? "`Root`, `Key`" : "`Root`, `Key`, `Name`",
+                  std::to_string(root) + ", " + Quoted(key) + (name.empty() ? "" : ", " + Quoted(name)));
 }
-
 std::string Row(const std::string& id, int root, const std::string& key, const std::string& name)
 {
-    if (name.empty())
-        return Insert("Registry", "`Registry`, `Root`, `Key`, `Component_`",
-                      Quoted(id) + ", " + std::to_string(root) + ", " + Quoted(key) + ", 'Main'");
-    return Insert("Registry", "`Registry`, `Root`, `Key`, `Name`, `Component_`",
-                  Quoted(id) + ", " + std::to_string(root) + ", " + Quoted(key) + ", " + Quoted(name) + ", 'Main'");
+    return Insert("Registry", name.empty() ? "`Registry`, `Root`, `Key`, `Component_`"
+                                           : "`Registry`, `Root`, `Key`, `Name`, `Component_`",
+                  Quoted(id) + ", " + std::to_string(root) + ", " + Quoted(key) +
+                      (name.empty() ? "" : ", " + Quoted(name)) + ", 'Main'");
 }
 
 // Sorted: Control Panel\Desktop (root 1), then Software, Software\...\Run,
