@@ -40,16 +40,13 @@ TEST_F(DatabaseHelpers, TablePresenceAndEmptiness)
 {
     Session session(s_msi);
     const MSIHANDLE db = session.database();
-    EXPECT_TRUE(TablePresent(db, L"Property"));
-    EXPECT_TRUE(TablePresent(db, L"Nothing"));
-    EXPECT_FALSE(TablePresent(db, L"Feature"));
-    EXPECT_FALSE(TablePresent(db, L"property"));
-    EXPECT_TRUE(TableEmptyOrAbsent(db, L"Feature"));
-    EXPECT_TRUE(TableEmptyOrAbsent(db, L"Nothing"));
-    EXPECT_FALSE(TableEmptyOrAbsent(db, L"Property"));
-    EXPECT_TRUE(PropertyRowExists(db, L"ProductName"));
-    EXPECT_FALSE(PropertyRowExists(db, L"productname"));
-    EXPECT_FALSE(PropertyRowExists(db, L"Missing"));
+    for (auto [table, present] :
+         {std::pair{L"Property", true}, {L"Nothing", true}, {L"Feature", false}, {L"property", false}})
+        EXPECT_EQ(TablePresent(db, table), present) << table;
+    for (auto [table, none] : {std::pair{L"Feature", true}, {L"Nothing", true}, {L"Property", false}})
+        EXPECT_EQ(TableEmptyOrAbsent(db, table), none) << table;
+    for (auto [name, exists] : {std::pair{L"ProductName", true}, {L"productname", false}, {L"Missing", false}})
+        EXPECT_EQ(PropertyRowExists(db, name), exists) << name;
 }
 
 TEST_F(DatabaseHelpers, FirstRowFetches)
@@ -130,16 +127,14 @@ TEST_F(DatabaseHelpers, QueriesAreCutAt2047Characters)
 TEST_F(DatabaseHelpers, FormattedRecordPutsTheTextInFieldOne)
 {
     Session session(s_msi);
-    FormattedRecord withSession(session.handle(), L"[ProductName] x");
-    ASSERT_NE(withSession.Text(), nullptr);
-    EXPECT_STREQ(withSession.Text(), L"1: Quill x ");
-    FormattedRecord without(0, L"[ProductName]");
-    ASSERT_NE(without.Text(), nullptr);
-    EXPECT_STREQ(without.Text(), L"1: [ProductName] ");
+    const auto text = [](MSIHANDLE install, const wchar_t* templ) {
+        FormattedRecord record(install, templ);
+        return record.Text() ? std::wstring(record.Text()) : L"<null>";
+    };
+    EXPECT_EQ(text(session.handle(), L"[ProductName] x"), L"1: Quill x ");
+    EXPECT_EQ(text(0, L"[ProductName]"), L"1: [ProductName] ");
     const std::wstring longText(3000, L'z');
-    FormattedRecord large(session.handle(), longText.c_str());
-    ASSERT_NE(large.Text(), nullptr);
-    EXPECT_EQ(std::wstring(large.Text()), L"1: " + longText + L" ");
+    EXPECT_EQ(text(session.handle(), longText.c_str()), L"1: " + longText + L" ");
 }
 
 // ---- CheckInstallerResult ----------------------------------------------------------
