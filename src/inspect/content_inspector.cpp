@@ -108,6 +108,21 @@ _stringx<> PackageFile::ResolveFilePath(TemporaryPath& temporary) const
     return path;
 }
 
+_stringx<> PackageFile::GetFileVersion() const
+{
+    TemporaryPath temporary;
+    const _stringx<> path = ResolveFilePath(temporary);
+    if (path.empty())
+        return _stringx<>();
+    wchar_t buffer[MAX_PATH];
+    DWORD size = MAX_PATH;
+    const UINT result = MsiGetFileVersionW(path.c_str(), buffer, &size, nullptr, nullptr);
+    if (result == ERROR_FILE_INVALID)
+        return _stringx<>();
+    CheckInstallerResult(result, L"MsiGetFileVersion");
+    return _stringx<>(buffer);
+}
+
 // ---- SourcePathResolver ---------------------------------------------------------
 
 _stringx<> SourcePathResolver::GetPath(const PackageFile& file)

@@ -69,6 +69,9 @@ public:
     _stringx<> ResolveFilePath(TemporaryPath& temporary) const;
     // "[#key]" formatted by the session after costing.
     _stringx<> GetTargetPath() const;
+    // The version resource's text, empty when the file has none or cannot
+    // be reached; another failure of the installer call ends the check.
+    _stringx<> GetFileVersion() const;
 
 private:
     ContentInspector* m_inspector;

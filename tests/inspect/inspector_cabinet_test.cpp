@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "inspector_support.h"
+#include "pe_support.h"
 #include "platform/posix/kernel/paths.h"
 
 namespace {
@@ -211,6 +212,31 @@ TEST(InspectorCabinets, WithoutDebuggingOnlyTheFindingsRemain)
         walk.Resolve(inspector, {0, 0});  // reported once per operation
     });
     EXPECT_EQ(lines, (Lines{Lost(L"Kay.exe", L"Main", L"K"), Lost(L"Kay.exe", L"Main", L"K")}));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(InspectorCabinets, FileVersionComesFromTheExtractedImage)
+{
+    TempDir dir;
+    const std::string image = ReadPosixFile(petest::MingwImages::Get().app32());
+    MakeCabinet(dir, "v.cab", {{"App", image}, {"Text", "no version here"}});
+    auto q = ProductTables(false);
+    q.insert(q.end(), {ComponentRow("Main", "INSTALLDIR"), FileRow("App", "Main", "APP.EXE|App.exe", 0, 1),
+                       FileRow("Text", "Main", "t.txt", 0, 2), FileRow("Gone", "Main", "g.dll", 0, 3),
+                       MediaRow(1, 3, "#v.cab")});
+    const std::string msi = BuildPackage(dir, "version", q);
+    AddStream(msi, "v.cab", dir.path() + "/v.cab");
+    std::vector<std::wstring> versions;
+    const Lines lines = RunInspect(msi, [&](InspectProbe& probe) {
+        ContentInspector inspector(&probe);
+        for (const auto& [owned, file] : inspector.GetFiles(kAllFiles))
+            versions.push_back(file->GetFileVersion().str());
+    });
+    EXPECT_EQ(versions, (std::vector<std::wstring>{L"1.2.3.4", L"", L""}));
+    EXPECT_EQ(lines, Lines{Lost(L"g.dll", L"Main", L"Gone")});
 }
 
 }  // namespace
