@@ -91,7 +91,8 @@ void SysClose(mspack_file* f)
 int SysRead(mspack_file* f, void* buffer, int bytes)
 {
     File* file = reinterpret_cast<File*>(f);
-    if (bytes < 0 || file->output)
+    // libmspack can ask with a null handle on some damaged cabinets.
+    if (!file || bytes < 0 || file->output)
         return -1;
     const int got = Guard(
         file->context,
@@ -105,7 +106,7 @@ int SysRead(mspack_file* f, void* buffer, int bytes)
 int SysWrite(mspack_file* f, void* buffer, int bytes)
 {
     File* file = reinterpret_cast<File*>(f);
-    if (bytes < 0)
+    if (!file || bytes < 0)
         return -1;
     return Guard(
         file->context,
@@ -116,7 +117,7 @@ int SysWrite(mspack_file* f, void* buffer, int bytes)
 int SysSeek(mspack_file* f, off_t offset, int mode)
 {
     File* file = reinterpret_cast<File*>(f);
-    if (offset < -0x7FFFFFFFL || offset > 0x7FFFFFFFL)
+    if (!file || offset < -0x7FFFFFFFL || offset > 0x7FFFFFFFL)
         return -1;
     const int origin = mode == MSPACK_SYS_SEEK_START ? 0 : mode == MSPACK_SYS_SEEK_CUR ? 1 : 2;
     return Guard(
@@ -131,6 +132,8 @@ int SysSeek(mspack_file* f, off_t offset, int mode)
 off_t SysTell(mspack_file* f)
 {
     File* file = reinterpret_cast<File*>(f);
+    if (!file)
+        return -1;
     return Guard(file->context, [&] { return static_cast<off_t>(CabinetEngine::FileSeek(file->handle, 0, 1)); },
                  off_t(-1));
 }
