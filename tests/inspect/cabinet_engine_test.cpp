@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <memory>
 
 #include "cabinet_support.h"
 #include "inspect/cabinet.h"
@@ -140,6 +141,29 @@ TEST(CabinetEngine, StoredCabinetsExtractToo)
     const std::string target = dir.path() + "/two";
     EXPECT_EQ(cab.engine.Copy("two", WindowsNarrow(target).c_str(), 0), 0u);
     EXPECT_EQ(ReadPosixFile(target), NoiseBytes(33000, 9));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(CabinetEngine, AFailedWriteOfTheEntryThrowsTheFileExceptionOutOfCopy)
+{
+    TempDir dir;
+    MakeCabinet(dir, "w.cab", {{"Big", NoiseBytes(70000, 3)}});
+    Opened cab(dir, "w.cab");
+    try {
+        cab.engine.Copy("big", "Z:\\dev\\full", 0);  // every write fails: no space
+        ADD_FAILURE() << "no exception";
+    } catch (qv::file_exception* e) {
+        std::unique_ptr<qv::file_exception> owned(e);
+        EXPECT_EQ(e->Error(), static_cast<DWORD>(ERROR_DISK_FULL));
+        EXPECT_EQ(e->Path(), _stringx<>(L"Z:\\dev\\full"));
+    }
+    // The context stays usable for the next entry.
+    const std::string target = dir.path() + "/again";
+    EXPECT_EQ(cab.engine.Copy("Big", WindowsNarrow(target).c_str(), 0), 0u);
+    EXPECT_EQ(ReadPosixFile(target), NoiseBytes(70000, 3));
 }
 
 }  // namespace

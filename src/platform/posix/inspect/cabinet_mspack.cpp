@@ -271,6 +271,10 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         context->output = 0;
         if (qv::win32_exception* e = takePending()) {
             CabinetEngine::FileClose(hf);
+            // Thrown again with the type it was thrown with: callers catch
+            // qv::file_exception*.
+            if (auto* fileError = dynamic_cast<qv::file_exception*>(e))
+                throw fileError;
             throw e;
         }
         if (result != MSPACK_ERR_OK) {
