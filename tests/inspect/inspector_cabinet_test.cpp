@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "inspector_support.h"
 #include "pe_support.h"
@@ -237,6 +238,35 @@ TEST(InspectorCabinets, FileVersionComesFromTheExtractedImage)
     });
     EXPECT_EQ(versions, (std::vector<std::wstring>{L"1.2.3.4", L"", L""}));
     EXPECT_EQ(lines, Lines{Lost(L"g.dll", L"Main", L"Gone")});
+}
+
+}  // namespace
+
+namespace {
+
+TEST(InspectorCabinets, AStreamThatIsNoCabinetFailsTheCopyAndTheTargetIsStillReturned)
+{
+    TempDir dir;
+    std::ofstream(dir.path() + "/bad.cab") << "plain text, not a cabinet";
+    auto q = ProductTables();
+    q.insert(q.end(), {ComponentRow("Main", "INSTALLDIR"), FileRow("X", "Main", "x.dll", 0, 1),
+                       MediaRow(1, 1, "#bad.cab")});
+    const std::string msi = BuildPackage(dir, "bad", q);
+    AddStream(msi, "bad.cab", dir.path() + "/bad.cab");
+    const Lines lines = RunInspect(msi, [&](InspectProbe& probe) {
+        ContentInspector inspector(&probe);
+        Walk walk;
+        walk.Resolve(inspector, {0});
+    });
+    EXPECT_EQ(lines, (Lines{
+                         L"QVPROBE\t3\tExtracting file X to temp location",
+                         L"QVPROBE\t3\tOpening cab <tmp>#.TMP",
+                         L"QVPROBE\t3\tUnable to extract file X in cab bad.cab",
+                         L"QVPROBE\t3\tExtracted file X to temp location: <tmp>x.dll",
+                         Lost(L"x.dll", L"Main", L"X"),
+                         L"QVPROBE\t3\tClosing cab <tmp>#.TMP",
+                         kFinished,
+                     }));
 }
 
 }  // namespace
