@@ -4,6 +4,7 @@
 
 #include "database/views.h"
 #include "framework/check_base.h"
+#include "inspect/imports.h"
 
 namespace {
 
@@ -121,6 +122,88 @@ _stringx<> PackageFile::GetFileVersion() const
         return _stringx<>();
     CheckInstallerResult(result, L"MsiGetFileVersion");
     return _stringx<>(buffer);
+}
+
+namespace {
+
+// Debug lines and findings go to the check; the two API questions are
+// answered from the inspector's _QVDeprecatedApi lists.
+class InspectorHost : public qv::CheckInspectionHost {
+public:
+    InspectorHost(CQVIceBase& check, ContentInspector& inspector)
+        : qv::CheckInspectionHost(check), m_inspector(inspector)
+    {
+    }
+    bool IsApiKindByOrdinal(int kind, const _stringx<>& module, WORD ordinal) override
+    {
+        return static_cast<int>(m_inspector.LookupApi(module, static_cast<uint16_t>(ordinal))) == kind;
+    }
+    bool IsApiKindByName(int kind, const _stringx<>& module, const _stringx<>& name) override
+    {
+        return static_cast<int>(m_inspector.LookupApi(module, name)) == kind;
+    }
+
+private:
+    ContentInspector& m_inspector;
+};
+
+}  // namespace
+
+template <typename Result, typename Operation>
+Result PackageFile::Inspect(Result fallback, Operation operation) const
+{
+    TemporaryPath temporary;
+    _stringx<> path = ResolveFilePath(temporary);
+    if (path.empty())
+        return fallback;
+    InspectorHost host(*m_inspector->Owner(), *m_inspector);
+    const qv::InspectedFile file{GetKey(), GetFileName(), GetComponent(), std::move(path)};
+    return operation(host, file);
+}
+
+bool PackageFile::Is16Bit() const
+{
+    return Inspect(false, [](qv::InspectionHost& host, const qv::InspectedFile& file) {
+        return qv::Is16Bit(host, file);
+    });
+}
+
+bool PackageFile::Is32Bit() const
+{
+    return Inspect(false, [](qv::InspectionHost& host, const qv::InspectedFile& file) {
+        return qv::Is32Bit(host, file);
+    });
+}
+
+bool PackageFile::IsDotNetAssembly() const
+{
+    return Inspect(false, [](qv::InspectionHost& host, const qv::InspectedFile& file) {
+        return qv::IsDotNetAssembly(host, file);
+    });
+}
+
+void PackageFile::CheckImportedApis(int kind, UINT messageId, int type) const
+{
+    Inspect(0, [&](qv::InspectionHost& host, const qv::InspectedFile& file) {
+        qv::CheckImportedApis(host, file, kind, messageId, type);
+        return 0;
+    });
+}
+
+void PackageFile::CheckVb6Dependency(UINT messageId, int type) const
+{
+    Inspect(0, [&](qv::InspectionHost& host, const qv::InspectedFile& file) {
+        qv::CheckVb6Dependency(host, file, messageId, type);
+        return 0;
+    });
+}
+
+void PackageFile::CheckAppSecurity(UINT messageId, int type) const
+{
+    Inspect(0, [&](qv::InspectionHost& host, const qv::InspectedFile& file) {
+        qv::CheckAppSecurity(host, file, messageId, type);
+        return 0;
+    });
 }
 
 // ---- SourcePathResolver ---------------------------------------------------------

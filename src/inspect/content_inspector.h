@@ -73,7 +73,23 @@ public:
     // be reached; another failure of the installer call ends the check.
     _stringx<> GetFileVersion() const;
 
+    // Image inspection over the resolved bytes; each is false, or silent,
+    // when the file cannot be reached (finding 162 already said so).
+    bool Is16Bit() const;
+    bool Is32Bit() const;
+    bool IsDotNetAssembly() const;
+    // One finding per import listed in _QVDeprecatedApi with exactly kind.
+    void CheckImportedApis(int kind, UINT messageId, int type) const;
+    void CheckVb6Dependency(UINT messageId, int type) const;
+    void CheckAppSecurity(UINT messageId, int type) const;
+
 private:
+    // Resolves the file and runs operation over it with a host bound to the
+    // inspector's owner; fallback when the file cannot be reached.
+    template <typename Result, typename Operation>
+    Result Inspect(Result fallback, Operation operation) const;
+
+
     ContentInspector* m_inspector;
     _stringx<> m_key;
     _stringx<> m_fileName;
