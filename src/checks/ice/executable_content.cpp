@@ -1,6 +1,49 @@
-// Checks whose rules have not landed yet run their banner only: their
-// Validate is empty until then.
+// Executable content checks of the logo family. QVICE02 and QVICE11 (signatures
+// and manifests) and QVICE26 run their banner only until their rules land.
 #include "checks/ice/executable_content.h"
+
+#include <vector>
+
+#include "inspect/content_inspector.h"
+
+namespace {
+
+// Whether the package targets 64-bit systems: a "64" in the platform part of
+// the summary Template, before the first ";".
+bool TargetsSixtyFourBit(CQVIceBase& check, MSIHANDLE database)
+{
+    qv::msi_handle summary;
+    CheckInstallerResult(MsiGetSummaryInformationW(database, nullptr, 0, &summary.ref()),
+                         L"MsiGetSummaryInformation");
+    UINT dataType = 0;
+    INT intValue = 0;
+    FILETIME fileTime{};
+    wchar_t buffer[260];
+    DWORD size = 260;
+    UINT result = MsiSummaryInfoGetPropertyW(summary, 7, &dataType, &intValue, &fileTime, buffer, &size);
+    // Every non-zero result raises, ERROR_MORE_DATA included: a Template of
+    // 260 characters or more ends the check, and the retry with the reported
+    // size below is never reached.
+    CheckInstallerResult(result, L"MsiSummaryInfoGetProperty");
+    _stringx<> templateText;
+    if (result == ERROR_MORE_DATA) {
+        std::vector<wchar_t> larger(size + 1);
+        DWORD largerSize = size + 1;
+        result = MsiSummaryInfoGetPropertyW(summary, 7, &dataType, &intValue, &fileTime, larger.data(), &largerSize);
+        if (result == ERROR_SUCCESS)
+            templateText = larger.data();
+    } else {
+        templateText = buffer;
+    }
+    if (result != ERROR_SUCCESS) {
+        check.DebugLine(L"Couldn't load SummaryInfoStream Template; will assume installer does not target 64-bit "
+                        L"systems");
+        return false;
+    }
+    return templateText.find(L"64") < templateText.find(L';');
+}
+
+}  // namespace
 
 CQVIce02::CQVIce02(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce02::~CQVIce02() = default;
@@ -20,21 +63,48 @@ CQVIce16::CQVIce16(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce16::~CQVIce16() = default;
 _stringx<> CQVIce16::GetName() const { return Name; }
 _stringx<> CQVIce16::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVIce16::Validate() {}
+void CQVIce16::Validate()
+{
+    if (!TargetsSixtyFourBit(*this, m_database))
+        return;
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kExecutableExtension)) {
+        if (!file->Is16Bit())
+            continue;
+        m_location = {L"File", L"File", file->GetKey()};
+        ReportMessage(139, file->GetFileName(), file->GetComponent(), 1);
+    }
+}
 QV_CHECK_EXPORT(QVICE16, CQVIce16)
 
 CQVIce21::CQVIce21(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce21::~CQVIce21() = default;
 _stringx<> CQVIce21::GetName() const { return Name; }
 _stringx<> CQVIce21::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVIce21::Validate() {}
+void CQVIce21::Validate()
+{
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kExecutableExtension)) {
+        m_location = {L"File", L"File", file->GetKey()};
+        file->CheckVb6Dependency(209, 1);
+    }
+}
 QV_CHECK_EXPORT(QVICE21, CQVIce21)
 
 CQVIce24::CQVIce24(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce24::~CQVIce24() = default;
 _stringx<> CQVIce24::GetName() const { return Name; }
 _stringx<> CQVIce24::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVIce24::Validate() {}
+void CQVIce24::Validate()
+{
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kExecutableExtension)) {
+        if (!file->Is16Bit())
+            continue;
+        m_location = {L"File", L"File", file->GetKey()};
+        ReportMessage(211, file->GetFileName(), file->GetComponent(), 1);
+    }
+}
 QV_CHECK_EXPORT(QVICE24, CQVIce24)
 
 CQVIce26::CQVIce26(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}

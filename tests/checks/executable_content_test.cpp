@@ -1,0 +1,180 @@
+// QVICE16, QVICE21 and QVICE24 over packages whose files stand
+// uncompressed beside the package: images written byte by byte and the two
+// mingw-w64 images of the PE tests.
+#include <filesystem>
+#include <optional>
+
+#include "checks/ice/executable_content.h"
+#include "framework/library.h"
+#include "groupA_fixture.h"
+#include "inspect/pe_support.h"
+
+namespace {
+
+using groupa::Insert;
+using groupa::Lines;
+using groupa::With;
+using petest::Bytes;
+
+struct PackageFileSpec {
+    std::string key;
+    std::string name;                // FileName column
+    std::optional<Bytes> bytes;      // none: the file is not beside the package
+};
+
+Bytes Dos()
+{
+    Bytes b = petest::DosHeader(0, 0x40);
+    petest::Put16(b, 0x18, 0x1C);  // relocations before 0x40: a plain DOS program
+    return b;
+}
+Bytes WithSignature(uint32_t word)
+{
+    Bytes b = petest::DosHeader(0x80, 0x100);
+    petest::Put32(b, 0x80, word);
+    return b;
+}
+Bytes Pe(uint16_t dllCharacteristics)
+{
+    petest::PeBuilder pe;
+    pe.dllCharacteristics = dllCharacteristics;
+    pe.sections = {{0x1000, 0x100, 0x100, 0x200}};
+    return pe.Build();
+}
+Bytes Mingw(const std::string& path) { return petest::ReadAll(path); }
+
+// Builds the package with the given summary Template and runs one export;
+// every file is in component Main of INSTALLDIR (SourceDir\App), marked
+// uncompressed, and written to App/ beside the package unless it has no bytes.
+Lines RunExe(groupa::Export check, const std::string& templateText, const std::vector<PackageFileSpec>& files)
+{
+    qvtest::TempDir dir;
+    const std::string msi = dir.path() + "/package.msi";
+    const std::string create = "msibuild " + qvtest::ShellQuote(msi) + " -s package qvice " +
+                               qvtest::ShellQuote(templateText) +
+                               " '{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1";
+    if (std::system(create.c_str()) != 0)
+        throw std::runtime_error("msibuild failed: " + create);
+    std::vector<std::string> queries = {groupa::kDirectoryTable, groupa::DirRow("TARGETDIR", "", "SourceDir"),
+                                        groupa::DirRow("INSTALLDIR", "TARGETDIR", "App"), groupa::kComponentTable,
+                                        groupa::kFileTable,
+                                        Insert("Component", {"Component", "ComponentId", "Directory_", "Attributes"},
+                                               {"Main", "{11111111-1111-1111-1111-111111111111}", "INSTALLDIR", "0"})};
+    std::filesystem::create_directories(dir.path() + "/App");
+    int sequence = 0;
+    for (const PackageFileSpec& file : files) {
+        queries.push_back(Insert("File", {"File", "Component_", "FileName", "FileSize", "Attributes", "Sequence"},
+                                 {file.key, "Main", file.name, "1", "8192", std::to_string(++sequence)}));
+        if (file.bytes) {
+            const std::string name = file.name.substr(file.name.find('|') + 1);
+            std::ofstream out(dir.path() + "/App/" + name, std::ios::binary);
+            out.write(reinterpret_cast<const char*>(file.bytes->data()), static_cast<std::streamsize>(file.bytes->size()));
+        }
+    }
+    for (const std::string& query : queries) {
+        const std::string command = "msibuild " + qvtest::ShellQuote(msi) + " -q " + qvtest::ShellQuote(query) +
+                                    " >/dev/null 2>&1";
+        if (std::system(command.c_str()) != 0)
+            throw std::runtime_error("msibuild failed: " + query);
+    }
+    QvResetLibraryState();
+    Lines lines = groupa::RunCheck(check, msi);
+    QvResetLibraryState();
+    return lines;
+}
+
+std::wstring At(const std::wstring& check, int type, const std::wstring& text, const std::wstring& key)
+{
+    return check + L"\t" + std::to_wstring(type) + L"\t" + text + (key.empty() ? L"" : L"\t\tFile\tFile\t" + key);
+}
+std::wstring Lost(const std::wstring& check, const std::wstring& name, const std::wstring& key)
+{
+    return At(check, 1,
+              L"File " + name + L" in Component Main could not be found. All tests against this file's contents may "
+                                L"be invalid.",
+              key);
+}
+
+// A 16-bit program, an NE library, a VXD, DOS bytes under a name that is no
+// executable, a PE image, and an executable that is not there.
+const std::vector<PackageFileSpec>& SixteenBitFiles()
+{
+    static const std::vector<PackageFileSpec> files = {
+        {"Dos", "DOS.EXE|Dos Tool.exe", Dos()},  {"Ne", "ne.dll", WithSignature(0x454E)},
+        {"Vxd", "vxd.sys", WithSignature(0x454C)}, {"Note", "note.txt", Dos()},
+        {"Pe", "pe.dll", Pe(0x0140)},              {"Gone", "gone.ocx", std::nullopt},
+        {"Drv", "old.DRV", Dos()}};
+    return files;
+}
+
+const wchar_t* const kBanner16 =
+    L"QVICE16\t3\tQVICE16 - Validate that no 16-bit components are distributed in an installation that targets "
+    L"64-bit systems.";
+const wchar_t* const kBanner24 =
+    L"QVICE24\t3\tQVICE24 - Verifies that the installation does not install 16-bit components.";
+
+std::wstring SixteenBit16(const std::wstring& name, const std::wstring& key)
+{
+    return At(L"QVICE16", 1,
+              L"File " + name + L" in Component Main is a 16-bit file. Installations that target 64-bit systems may "
+                                L"not include 16-bit files.",
+              key);
+}
+std::wstring SixteenBit24(const std::wstring& name, const std::wstring& key)
+{
+    return At(L"QVICE24", 1,
+              L"File " + name + L" in Component Main is a 16-bit file. Installations that target Windws 8 systems "
+                                L"may not include 16-bit files.",
+              key);
+}
+
+TEST(QVICE16, TemplatePlatformDecidesThenDosAndNeImagesAreFound)
+{
+    const Lines found = With(kBanner16, {SixteenBit16(L"Dos Tool.exe", L"Dos"), SixteenBit16(L"ne.dll", L"Ne"),
+                                         Lost(L"QVICE16", L"gone.ocx", L"Gone"), SixteenBit16(L"old.DRV", L"Drv")});
+    for (const char* targets : {"x64;1033", "Intel64;1033", "x64"})
+        EXPECT_EQ(RunExe(QVICE16, targets, SixteenBitFiles()), found) << targets;
+    // A "64" after the first semicolon, or none: nothing is looked at.
+    for (const char* not64 : {";1033", "Intel;1064", "Intel;1033"})
+        EXPECT_EQ(RunExe(QVICE16, not64, SixteenBitFiles()), With(kBanner16, {})) << not64;
+}
+
+TEST(QVICE16, TemplateOf260CharactersEndsTheCheck)
+{
+    const Lines lines = RunExe(QVICE16, "x64" + std::string(257, 'a'), SixteenBitFiles());
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], kBanner16);
+    EXPECT_EQ(lines[1].rfind(L"QVICE16\t0\tAn unexpected exception occurred in running QVICE16. ", 0), 0u)
+        << lines[1];
+    EXPECT_NE(lines[1].find(L"MsiSummaryInfoGetProperty"), std::wstring::npos) << lines[1];
+    // One character less fits the buffer with its terminator.
+    EXPECT_EQ(RunExe(QVICE16, "x64" + std::string(256, 'a'), {{"Dos", "dos.exe", Dos()}}),
+              With(kBanner16, {SixteenBit16(L"dos.exe", L"Dos")}));
+}
+
+TEST(QVICE24, SixteenBitFilesWhateverTheTemplate)
+{
+    EXPECT_EQ(RunExe(QVICE24, ";1033", SixteenBitFiles()),
+              With(kBanner24, {SixteenBit24(L"Dos Tool.exe", L"Dos"), SixteenBit24(L"ne.dll", L"Ne"),
+                               Lost(L"QVICE24", L"gone.ocx", L"Gone"), SixteenBit24(L"old.DRV", L"Drv")}));
+}
+
+TEST(QVICE21, FirstImportOfTheVb6RuntimeOncePerFile)
+{
+    const auto& images = petest::MingwImages::Get();
+    auto vb6 = [](const std::wstring& name, const std::wstring& key) {
+        return At(L"QVICE21", 1, L"File '" + name + L"' in Component 'Main' depends on the VB6 runtime.", key);
+    };
+    EXPECT_EQ(RunExe(QVICE21, ";1033",
+                  {{"App32", "APP32.EXE|App 32.exe", Mingw(images.app32())},
+                   {"Plain", "plain.dll", Pe(0x0140)},
+                   {"Gone", "gone.exe", std::nullopt},
+                   {"Dos", "dos.com.exe", Dos()},
+                   {"Text", "app64.txt", Mingw(images.app64())},
+                   {"App64", "app64.scr", Mingw(images.app64())}}),
+              With(L"QVICE21\t3\tQVICE21 - Verifies that the application does not depend on the VB6 runtime.",
+                   {vb6(L"App 32.exe", L"App32"), Lost(L"QVICE21", L"gone.exe", L"Gone"),
+                    vb6(L"app64.scr", L"App64")}));
+}
+
+}  // namespace
