@@ -1,4 +1,4 @@
-// QVICE16, QVICE21 and QVICE24 over packages whose files stand
+// QVICE16, QVICE21, QVICE24 and QVICE26 over packages whose files stand
 // uncompressed beside the package: images written byte by byte and the two
 // mingw-w64 images of the PE tests.
 #include <filesystem>
@@ -175,6 +175,45 @@ TEST(QVICE21, FirstImportOfTheVb6RuntimeOncePerFile)
               With(L"QVICE21\t3\tQVICE21 - Verifies that the application does not depend on the VB6 runtime.",
                    {vb6(L"App 32.exe", L"App32"), Lost(L"QVICE21", L"gone.exe", L"Gone"),
                     vb6(L"app64.scr", L"App64")}));
+}
+
+TEST(QVICE26, ThreeBitsInOrderLocationOnlyOnTheFirst)
+{
+    const auto& images = petest::MingwImages::Get();
+    auto bit = [](const std::wstring& key, const std::wstring& text, bool located) {
+        return At(L"QVICE26", 1,
+                  L"File '" + key + L"' in Component 'Main' does not have the Option Header bit " + text + L" set.",
+                  located ? key : L"");
+    };
+    const std::wstring banner =
+        L"QVICE26\t3\tQVICE26 - Verifies that applications support Windows security features by controlling "
+        L"permissions appropriately.";
+    EXPECT_EQ(RunExe(QVICE26, ";1033",
+                  {{"App32", "APP32.EXE|App 32.exe", Mingw(images.app32())},
+                   {"App64", "app64.exe", Mingw(images.app64())},
+                   {"NoAslr", "noaslr.ax", Pe(0x0500)},
+                   {"Safe", "safe.cpl", Pe(0x0140)},
+                   {"NoNx", "nonx.ocx", Pe(0x0040)},
+                   {"Text", "bare.txt", Pe(0)},
+                   {"Gone", "gone.dll", std::nullopt}}),
+              With(banner, {bit(L"App32", L"DYNAMICBASE", true), bit(L"App32", L"NXCOMPAT", false),
+                            bit(L"App32", L"safeSEH", false), bit(L"NoAslr", L"DYNAMICBASE", true),
+                            bit(L"NoAslr", L"safeSEH", false), bit(L"NoNx", L"NXCOMPAT", true),
+                            Lost(L"QVICE26", L"gone.dll", L"Gone")}));
+}
+
+TEST(QVICE26, ImageWithoutNtHeadersEndsTheCheck)
+{
+    // Files are chosen by extension alone: a DOS program named .exe has no
+    // optional header to read, which ends the check; findings before stand,
+    // and the failure carries the location set for the file.
+    const Lines lines = RunExe(QVICE26, ";1033",
+                               {{"NoNx", "nonx.dll", Pe(0x0040)}, {"Dos", "dos.exe", Dos()}, {"Late", "late.dll", Pe(0)}});
+    EXPECT_EQ(lines, With(L"QVICE26\t3\tQVICE26 - Verifies that applications support Windows security features by "
+                          L"controlling permissions appropriately.",
+                          {L"QVICE26\t1\tFile 'NoNx' in Component 'Main' does not have the Option Header bit NXCOMPAT "
+                           L"set.\t\tFile\tFile\tNoNx",
+                           L"QVICE26\t0\tAn unhandled exception occurred.\t\tFile\tFile\tDos"}));
 }
 
 }  // namespace

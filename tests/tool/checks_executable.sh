@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs `qvice --no-reference --checks NAME` over fixture packages built with
 # msibuild, with files uncompressed beside the package, and compares every
-# output line, banner included: QVICE07, QVICE16, QVICE24.
+# output line, banner included: QVICE07, QVICE16, QVICE24, QVICE26.
 # Usage: checks_executable.sh QVICE WORKDIR
 set -uo pipefail
 qvice=$(realpath "$1")
@@ -94,8 +94,8 @@ expect ice07 QVICE07 "QVICE07${T}3${T}QVICE07 - Validate that MSI components are
     "QVICE07${T}1${T}Component.ComponentId for Component Null is null. All components must have a valid ComponentId for proper installation and uninstallation. If this is left null, justification must be documented.${T}${T}Component${T}ComponentId${T}Null" \
     "QVICE07${T}1${T}Component Two has more than one file as the target of a Desktop or Start Menu shortcut.${T}${T}Component${T}Component${T}Two"
 
-# The 16-bit checks: a DOS program, an NE library, two PE images, a missing
-# file.
+# The executable checks: a DOS program, an NE library, a PE image without
+# NXCOMPAT and with NO_SEH, a safe PE image, a missing file.
 exe_package() {
     new_package "$1" "$2" "${BASE[@]}" "$(comp_row Main "$ID" '')" "$(file_row Dos Main 'DOS.EXE|Dos Tool.exe' 1)" \
         "$(file_row Ne Main ne.dll 2)" "$(file_row Weak Main weak.dll 3)" "$(file_row Safe Main safe.ocx 4)" \
@@ -117,6 +117,16 @@ expect intel QVICE24 "QVICE24${T}3${T}QVICE24 - Verifies that the installation d
     "QVICE24${T}1${T}File Dos Tool.exe in Component Main is a 16-bit file. Installations that target Windws 8 systems may not include 16-bit files.${T}${T}File${T}File${T}Dos" \
     "QVICE24${T}1${T}File ne.dll in Component Main is a 16-bit file. Installations that target Windws 8 systems may not include 16-bit files.${T}${T}File${T}File${T}Ne" \
     "$(lost QVICE24)"
+# QVICE26 ends at the DOS program, which has no optional header.
+expect intel QVICE26 "QVICE26${T}3${T}QVICE26 - Verifies that applications support Windows security features by controlling permissions appropriately." \
+    "QVICE26${T}0${T}An unhandled exception occurred.${T}${T}File${T}File${T}Dos"
+rm App/ne.dll "App/Dos Tool.exe"
+expect intel QVICE26 "QVICE26${T}3${T}QVICE26 - Verifies that applications support Windows security features by controlling permissions appropriately." \
+    "QVICE26${T}1${T}File Dos Tool.exe in Component Main could not be found. All tests against this file's contents may be invalid.${T}${T}File${T}File${T}Dos" \
+    "QVICE26${T}1${T}File ne.dll in Component Main could not be found. All tests against this file's contents may be invalid.${T}${T}File${T}File${T}Ne" \
+    "QVICE26${T}1${T}File 'Weak' in Component 'Main' does not have the Option Header bit NXCOMPAT set.${T}${T}File${T}File${T}Weak" \
+    "QVICE26${T}1${T}File 'Weak' in Component 'Main' does not have the Option Header bit safeSEH set." \
+    "$(lost QVICE26)"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

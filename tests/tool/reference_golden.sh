@@ -50,11 +50,25 @@ fi
 build() {  # build NAME SOURCE_DIR WXS
     (cd "$2" && wixl -o "$WORK/$1.msi" "$3" 2> "$WORK/$1.wixl") || { bad "wixl $3"; cat "$WORK/$1.wixl"; return 1; }
 }
+# The packages' executables (.exe, .dll, .sys) are real 32-bit images, built
+# here, so that the checks that read images judge real headers.
+wxsdir=$WORK/wxs
+rm -rf "$wxsdir" && cp -r "$ROOT/tests/data/wxs" "$wxsdir"
+printf 'int main(void) { return 0; }\n' > "$WORK/main.c"
+printf 'int __stdcall DllMain(void* h, unsigned r, void* p) { return 1; }\n' > "$WORK/dll.c"
+if i686-w64-mingw32-gcc -O2 -s -o "$WORK/image.exe" "$WORK/main.c" &&
+   i686-w64-mingw32-gcc -O2 -s -shared -o "$WORK/image.dll" "$WORK/dll.c"; then
+    ok
+    for f in "$wxsdir"/files/*.exe; do cp "$WORK/image.exe" "$f"; done
+    for f in "$wxsdir"/files/*.dll "$wxsdir"/files/*.sys; do cp "$WORK/image.dll" "$f"; done
+else
+    bad "the mingw-w64 cross compiler could not build the test images"
+fi
 packages=()
 build sample "$ROOT/samples" sample.wxs && packages+=(sample)
-for wxs in "$ROOT"/tests/data/wxs/*.wxs; do
+for wxs in "$wxsdir"/*.wxs; do
     name=$(basename "$wxs" .wxs)
-    build "$name" "$ROOT/tests/data/wxs" "$name.wxs" && packages+=("$name")
+    build "$name" "$wxsdir" "$name.wxs" && packages+=("$name")
 done
 for name in "${packages[@]}"; do
     out=$WORK/$name.out

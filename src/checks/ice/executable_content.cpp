@@ -1,5 +1,5 @@
 // Executable content checks of the logo family. QVICE02 and QVICE11 (signatures
-// and manifests) and QVICE26 run their banner only until their rules land.
+// and manifests) run their banner only until their readers land.
 #include "checks/ice/executable_content.h"
 
 #include <vector>
@@ -111,5 +111,14 @@ CQVIce26::CQVIce26(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce26::~CQVIce26() = default;
 _stringx<> CQVIce26::GetName() const { return Name; }
 _stringx<> CQVIce26::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVIce26::Validate() {}
+void CQVIce26::Validate()
+{
+    // The location is set once per file, so of several findings for one
+    // file only the first carries it.
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kExecutableExtension)) {
+        m_location = {L"File", L"File", file->GetKey()};
+        file->CheckAppSecurity(214, 1);
+    }
+}
 QV_CHECK_EXPORT(QVICE26, CQVIce26)
