@@ -91,7 +91,8 @@ int main(int argc, char** argv)
         const bool first = i < files / 2;
         std::ofstream(dir + (first ? "/src1/" : "/src2/") + key, std::ios::binary) << FileBytes(i, size, random);
         (first ? list1 : list2) += " " + key;
-        idt << key << "\tMain\t" << key << ".dat\t" << size << "\t\t\t16384\t" << (i + 1) << "\r\n";
+        // Executable names, so that QVBP18 extracts and inspects every file.
+        idt << key << "\tMain\t" << key << ".dll\t" << size << "\t\t\t16384\t" << (i + 1) << "\r\n";
     }
     idt.close();
     Run("cd " + dir + "/src1 && gcab -c -z -n ../one.cab" + list1);
