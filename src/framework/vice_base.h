@@ -11,6 +11,7 @@ public:
     CQVViceBase(const _stringx<>& name, MSIHANDLE hInstall);
     ~CQVViceBase() override;
 
-    // Message type of every finding of this check; 1 by default.
+    // Message type of every finding of this check: the row of _QvViceSeverity
+    // for the check's name, read at construction; 1 without one, or for 0.
     int Severity;
 };
