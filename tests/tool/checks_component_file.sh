@@ -3,46 +3,9 @@
 # component and file checks, built with msibuild (and gcab for an embedded
 # cabinet), and compares every output line, banner included.
 # Usage: checks_component_file.sh QVICE WORKDIR
-set -uo pipefail
-qvice=$(realpath "$1")
-work=$2
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
-passed=0
-failed=0
-T=$'\t'
-
-# new_package NAME QUERY...: one msibuild run per query.
-new_package() {
-    local msi=$1.msi
-    shift
-    rm -f "$msi"
-    msibuild "$msi" -s "$1" qvice ';1033' '{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1 || return 1
-    local q
-    for q in "$@"; do
-        msibuild "$msi" -q "$q" >/dev/null 2>&1 || { echo "msibuild failed: $q"; return 1; }
-    done
-}
-
-# expect NAME CHECK LINE...: qvice's output must be exactly these lines.
-expect() {
-    local name=$1 check=$2
-    shift 2
-    local want got
-    want=$(printf '%s\n' "$@")
-    got=$("$qvice" --no-reference --checks "$check" "$name.msi" 2>&1)
-    if [ "$got" == "$want" ]; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAIL $check on $name"
-        diff <(echo "$want") <(echo "$got")
-    fi
-}
+source "$(dirname "$0")/lib/checks.bash" "$@"
 
 PROP="CREATE TABLE \`Property\` (\`Property\` CHAR(72) NOT NULL, \`Value\` LONGCHAR NOT NULL PRIMARY KEY \`Property\`)"
-DIR="CREATE TABLE \`Directory\` (\`Directory\` CHAR(72) NOT NULL, \`Directory_Parent\` CHAR(72), \`DefaultDir\` CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY \`Directory\`)"
-dir_row() { echo "INSERT INTO \`Directory\` (\`Directory\`, \`Directory_Parent\`, \`DefaultDir\`) VALUES ('$1', '$2', '$3')"; }
-COMP="CREATE TABLE \`Component\` (\`Component\` CHAR(72) NOT NULL, \`ComponentId\` CHAR(38), \`Directory_\` CHAR(72) NOT NULL, \`Attributes\` SHORT NOT NULL, \`Condition\` CHAR(255), \`KeyPath\` CHAR(72) PRIMARY KEY \`Component\`)"
 comp_row() { echo "INSERT INTO \`Component\` (\`Component\`, \`ComponentId\`, \`Directory_\`, \`Attributes\`) VALUES ('$1', '{11111111-1111-1111-1111-111111111111}', '$2', $3)"; }
 FILE="CREATE TABLE \`File\` (\`File\` CHAR(72) NOT NULL, \`Component_\` CHAR(72) NOT NULL, \`FileName\` CHAR(255) NOT NULL, \`FileSize\` LONG NOT NULL, \`Version\` CHAR(72), \`Language\` CHAR(20), \`Attributes\` SHORT, \`Sequence\` SHORT NOT NULL PRIMARY KEY \`File\`)"
 file_row() { echo "INSERT INTO \`File\` (\`File\`, \`Component_\`, \`FileName\`, \`FileSize\`, \`Version\`, \`Attributes\`, \`Sequence\`) VALUES ('$1', 'Main', '$2', 10, '$3', 0, $4)"; }
@@ -108,5 +71,4 @@ expect bp16 QVBP16 "QVBP16${T}3${T}QVBP16 - Reports an error for each component 
     "QVBP16${T}1${T}Component Top installed to 64-bit location ProgramFiles64Folder $W64${T}${T}Component${T}Attributes${T}Top" \
     "QVBP16${T}1${T}Component Below installed to 64-bit location App $W64${T}${T}Component${T}Attributes${T}Below"
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

@@ -3,41 +3,7 @@
 # msibuild, with files uncompressed beside the package, and compares every
 # output line, banner included: QVICE07, QVICE16, QVICE24, QVICE26.
 # Usage: checks_executable.sh QVICE WORKDIR
-set -uo pipefail
-qvice=$(realpath "$1")
-work=$2
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
-passed=0
-failed=0
-T=$'\t'
-
-# new_package NAME TEMPLATE QUERY...: one msibuild run per query.
-new_package() {
-    local msi=$1.msi template=$2
-    shift 2
-    rm -f "$msi"
-    msibuild "$msi" -s "$1" qvice "$template" '{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1 || return 1
-    local q
-    for q in "$@"; do
-        msibuild "$msi" -q "$q" >/dev/null 2>&1 || { echo "msibuild failed: $q"; return 1; }
-    done
-}
-
-# expect NAME CHECK LINE...: qvice's output must be exactly these lines.
-expect() {
-    local name=$1 check=$2
-    shift 2
-    local want got
-    want=$(printf '%s\n' "$@")
-    got=$("$qvice" --no-reference --checks "$check" "$name.msi" 2>&1)
-    if [ "$got" == "$want" ]; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAIL $check on $name"
-        diff <(echo "$want") <(echo "$got")
-    fi
-}
+source "$(dirname "$0")/lib/checks.bash" "$@"
 
 # write_image PATH KIND [DLLCHARACTERISTICS]: dos (a plain DOS program), ne
 # (an NE header at 0x80) or pe (a PE32 image with one section).
@@ -71,9 +37,6 @@ open(path, 'wb').write(b)
 PY
 }
 
-DIR="CREATE TABLE \`Directory\` (\`Directory\` CHAR(72) NOT NULL, \`Directory_Parent\` CHAR(72), \`DefaultDir\` CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY \`Directory\`)"
-dir_row() { echo "INSERT INTO \`Directory\` (\`Directory\`, \`Directory_Parent\`, \`DefaultDir\`) VALUES ('$1', '$2', '$3')"; }
-COMP="CREATE TABLE \`Component\` (\`Component\` CHAR(72) NOT NULL, \`ComponentId\` CHAR(38), \`Directory_\` CHAR(72) NOT NULL, \`Attributes\` SHORT NOT NULL, \`Condition\` CHAR(255), \`KeyPath\` CHAR(72) PRIMARY KEY \`Component\`)"
 comp_row() { echo "INSERT INTO \`Component\` (\`Component\`, \`ComponentId\`, \`Directory_\`, \`Attributes\`, \`KeyPath\`) VALUES ('$1', '$2', 'INSTALLDIR', 0, '$3')"; }
 FILE="CREATE TABLE \`File\` (\`File\` CHAR(72) NOT NULL, \`Component_\` CHAR(72) NOT NULL, \`FileName\` CHAR(255) NOT NULL LOCALIZABLE, \`FileSize\` LONG NOT NULL, \`Version\` CHAR(72), \`Language\` CHAR(20), \`Attributes\` SHORT, \`Sequence\` SHORT NOT NULL PRIMARY KEY \`File\`)"
 file_row() { echo "INSERT INTO \`File\` (\`File\`, \`Component_\`, \`FileName\`, \`FileSize\`, \`Attributes\`, \`Sequence\`) VALUES ('$1', '$2', '$3', 1, 8192, $4)"; }
@@ -86,7 +49,7 @@ BASE=("$DIR" "$(dir_row TARGETDIR '' SourceDir)" "$(dir_row INSTALLDIR TARGETDIR
 
 # QVICE07: a null ComponentId; two files of one component as targets of a
 # desktop shortcut and, in capitals, of a Start Menu shortcut.
-new_package ice07 ';1033' "${BASE[@]}" "$FC" "$SC" "$(dir_row DesktopFolder TARGETDIR Desktop)" \
+new_package_with_template ice07 ';1033' "${BASE[@]}" "$FC" "$SC" "$(dir_row DesktopFolder TARGETDIR Desktop)" \
     "$(dir_row ProgramMenuFolder TARGETDIR Programs)" "$(comp_row Null '' '')" "$(comp_row Two "$ID" a)" \
     "$(file_row a Two a.exe 1)" "$(file_row b Two b.exe 2)" "$(fc_row F Null)" "$(fc_row F Two)" \
     "$(sc_row S1 DesktopFolder Two '[INSTALLDIR]a.exe')" "$(sc_row S2 ProgramMenuFolder Two '[INSTALLDIR]B.EXE')" || exit 1
@@ -97,7 +60,7 @@ expect ice07 QVICE07 "QVICE07${T}3${T}QVICE07 - Validate that MSI components are
 # The executable checks: a DOS program, an NE library, a PE image without
 # NXCOMPAT and with NO_SEH, a safe PE image, a missing file.
 exe_package() {
-    new_package "$1" "$2" "${BASE[@]}" "$(comp_row Main "$ID" '')" "$(file_row Dos Main 'DOS.EXE|Dos Tool.exe' 1)" \
+    new_package_with_template "$1" "$2" "${BASE[@]}" "$(comp_row Main "$ID" '')" "$(file_row Dos Main 'DOS.EXE|Dos Tool.exe' 1)" \
         "$(file_row Ne Main ne.dll 2)" "$(file_row Weak Main weak.dll 3)" "$(file_row Safe Main safe.ocx 4)" \
         "$(file_row Gone Main gone.sys 5)" || return 1
     mkdir -p App
@@ -128,5 +91,4 @@ expect intel QVICE26 "QVICE26${T}3${T}QVICE26 - Verifies that applications suppo
     "QVICE26${T}1${T}File 'Weak' in Component 'Main' does not have the Option Header bit safeSEH set." \
     "$(lost QVICE26)"
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

@@ -3,25 +3,7 @@
 # packages built with msibuild and compares every output line, banner
 # included, with the lines the unit tests of these checks assert.
 # Usage: checks_groupA.sh QVICE WORKDIR
-set -uo pipefail
-qvice=$(realpath "$1")
-work=$2
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
-passed=0
-failed=0
-T=$'\t'
-
-# new_package NAME QUERY...: one msibuild run per query.
-new_package() {
-    local msi=$1.msi
-    shift
-    rm -f "$msi"
-    msibuild "$msi" -s "$1" qvice ';1033' '{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1 || return 1
-    local q
-    for q in "$@"; do
-        msibuild "$msi" -q "$q" >/dev/null 2>&1 || { echo "msibuild failed: $q"; return 1; }
-    done
-}
+source "$(dirname "$0")/lib/checks.bash" "$@"
 
 # Sets the summary Word Count (property 15) in place.
 set_word_count() {
@@ -39,29 +21,10 @@ open(path, 'wb').write(d)
 PY
 }
 
-# expect NAME CHECK LINE...: qvice's output must be exactly these lines.
-expect() {
-    local name=$1 check=$2
-    shift 2
-    local want got
-    want=$(printf '%s\n' "$@")
-    got=$("$qvice" --no-reference --checks "$check" "$name.msi" 2>&1)
-    if [ "$got" == "$want" ]; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAIL $check on $name"
-        diff <(echo "$want") <(echo "$got")
-    fi
-}
-
-DIR="CREATE TABLE \`Directory\` (\`Directory\` CHAR(72) NOT NULL, \`Directory_Parent\` CHAR(72), \`DefaultDir\` CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY \`Directory\`)"
-dir_row() { echo "INSERT INTO \`Directory\` (\`Directory\`, \`Directory_Parent\`, \`DefaultDir\`) VALUES ('$1', '$2', '$3')"; }
 CA="CREATE TABLE \`CustomAction\` (\`Action\` CHAR(72) NOT NULL, \`Type\` SHORT NOT NULL, \`Source\` CHAR(72), \`Target\` CHAR(255) PRIMARY KEY \`Action\`)"
 ca_row() { echo "INSERT INTO \`CustomAction\` (\`Action\`, \`Type\`, \`Source\`) VALUES ('$1', $2, '$3')"; }
 SEQ="CREATE TABLE \`InstallExecuteSequence\` (\`Action\` CHAR(72) NOT NULL, \`Condition\` CHAR(255), \`Sequence\` SHORT PRIMARY KEY \`Action\`)"
 seq_row() { echo "INSERT INTO \`InstallExecuteSequence\` (\`Action\`, \`Sequence\`) VALUES ('$1', $2)"; }
-COMP="CREATE TABLE \`Component\` (\`Component\` CHAR(72) NOT NULL, \`ComponentId\` CHAR(38), \`Directory_\` CHAR(72) NOT NULL, \`Attributes\` SHORT NOT NULL, \`Condition\` CHAR(255), \`KeyPath\` CHAR(72) PRIMARY KEY \`Component\`)"
 REG="CREATE TABLE \`Registry\` (\`Registry\` CHAR(72) NOT NULL, \`Root\` SHORT NOT NULL, \`Key\` CHAR(255) NOT NULL, \`Name\` CHAR(255), \`Value\` LONGCHAR, \`Component_\` CHAR(72) NOT NULL PRIMARY KEY \`Registry\`)"
 reg_row() { echo "INSERT INTO \`Registry\` (\`Registry\`, \`Root\`, \`Key\`, \`Value\`, \`Component_\`) VALUES ('$1', $2, '$3', '$4', '$5')"; }
 
@@ -106,5 +69,4 @@ expect ice20 QVICE20 "QVICE20${T}3${T}QVICE20 - Validate that no machine-wide se
 set_word_count ice20.msi 2 || exit 1
 expect ice20 QVICE20 "QVICE20${T}3${T}QVICE20 - Validate that no machine-wide settings are installed by a non-privileged installation"
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish
