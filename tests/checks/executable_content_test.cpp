@@ -1,91 +1,27 @@
 // QVICE16, QVICE21, QVICE24 and QVICE26 over packages whose files stand
 // uncompressed beside the package: images written byte by byte and the two
 // mingw-w64 images of the PE tests.
-#include <filesystem>
-#include <optional>
-
 #include "checks/ice/executable_content.h"
-#include "framework/library.h"
-#include "groupA_fixture.h"
-#include "inspect/pe_support.h"
+#include "uwp_fixture.h"
 
 namespace {
 
-using groupa::Insert;
 using groupa::Lines;
 using groupa::With;
 using petest::Bytes;
+using uwptest::At;
+using uwptest::RunBeside;
+using uwptest::Dos;
+using uwptest::Mingw;
+using uwptest::WithSignature;
+using PackageFileSpec = uwptest::FileSpec;
 
-struct PackageFileSpec {
-    std::string key;
-    std::string name;                // FileName column
-    std::optional<Bytes> bytes;      // none: the file is not beside the package
-};
-
-Bytes Dos()
-{
-    Bytes b = petest::DosHeader(0, 0x40);
-    petest::Put16(b, 0x18, 0x1C);  // relocations before 0x40: a plain DOS program
-    return b;
-}
-Bytes WithSignature(uint32_t word)
-{
-    Bytes b = petest::DosHeader(0x80, 0x100);
-    petest::Put32(b, 0x80, word);
-    return b;
-}
 Bytes Pe(uint16_t dllCharacteristics)
 {
     petest::PeBuilder pe;
     pe.dllCharacteristics = dllCharacteristics;
     pe.sections = {{0x1000, 0x100, 0x100, 0x200}};
     return pe.Build();
-}
-Bytes Mingw(const std::string& path) { return petest::ReadAll(path); }
-
-// Builds the package with the given summary Template and runs one export;
-// every file is in component Main of INSTALLDIR (SourceDir\App), marked
-// uncompressed, and written to App/ beside the package unless it has no bytes.
-Lines RunExe(groupa::Export check, const std::string& templateText, const std::vector<PackageFileSpec>& files)
-{
-    qvtest::TempDir dir;
-    const std::string msi = dir.path() + "/package.msi";
-    const std::string create = "msibuild " + qvtest::ShellQuote(msi) + " -s package qvice " +
-                               qvtest::ShellQuote(templateText) +
-                               " '{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1";
-    if (std::system(create.c_str()) != 0)
-        throw std::runtime_error("msibuild failed: " + create);
-    std::vector<std::string> queries = {groupa::kDirectoryTable, groupa::DirRow("TARGETDIR", "", "SourceDir"),
-                                        groupa::DirRow("INSTALLDIR", "TARGETDIR", "App"), groupa::kComponentTable,
-                                        groupa::kFileTable,
-                                        Insert("Component", {"Component", "ComponentId", "Directory_", "Attributes"},
-                                               {"Main", "{11111111-1111-1111-1111-111111111111}", "INSTALLDIR", "0"})};
-    std::filesystem::create_directories(dir.path() + "/App");
-    int sequence = 0;
-    for (const PackageFileSpec& file : files) {
-        queries.push_back(Insert("File", {"File", "Component_", "FileName", "FileSize", "Attributes", "Sequence"},
-                                 {file.key, "Main", file.name, "1", "8192", std::to_string(++sequence)}));
-        if (file.bytes) {
-            const std::string name = file.name.substr(file.name.find('|') + 1);
-            std::ofstream out(dir.path() + "/App/" + name, std::ios::binary);
-            out.write(reinterpret_cast<const char*>(file.bytes->data()), static_cast<std::streamsize>(file.bytes->size()));
-        }
-    }
-    for (const std::string& query : queries) {
-        const std::string command = "msibuild " + qvtest::ShellQuote(msi) + " -q " + qvtest::ShellQuote(query) +
-                                    " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0)
-            throw std::runtime_error("msibuild failed: " + query);
-    }
-    QvResetLibraryState();
-    Lines lines = groupa::RunCheck(check, msi);
-    QvResetLibraryState();
-    return lines;
-}
-
-std::wstring At(const std::wstring& check, int type, const std::wstring& text, const std::wstring& key)
-{
-    return check + L"\t" + std::to_wstring(type) + L"\t" + text + (key.empty() ? L"" : L"\t\tFile\tFile\t" + key);
 }
 std::wstring Lost(const std::wstring& check, const std::wstring& name, const std::wstring& key)
 {
@@ -133,28 +69,28 @@ TEST(QVICE16, TemplatePlatformDecidesThenDosAndNeImagesAreFound)
     const Lines found = With(kBanner16, {SixteenBit16(L"Dos Tool.exe", L"Dos"), SixteenBit16(L"ne.dll", L"Ne"),
                                          Lost(L"QVICE16", L"gone.ocx", L"Gone"), SixteenBit16(L"old.DRV", L"Drv")});
     for (const char* targets : {"x64;1033", "Intel64;1033", "x64"})
-        EXPECT_EQ(RunExe(QVICE16, targets, SixteenBitFiles()), found) << targets;
+        EXPECT_EQ(RunBeside(QVICE16, targets, SixteenBitFiles()), found) << targets;
     // A "64" after the first semicolon, or none: nothing is looked at.
     for (const char* not64 : {";1033", "Intel;1064", "Intel;1033"})
-        EXPECT_EQ(RunExe(QVICE16, not64, SixteenBitFiles()), With(kBanner16, {})) << not64;
+        EXPECT_EQ(RunBeside(QVICE16, not64, SixteenBitFiles()), With(kBanner16, {})) << not64;
 }
 
 TEST(QVICE16, TemplateOf260CharactersEndsTheCheck)
 {
-    const Lines lines = RunExe(QVICE16, "x64" + std::string(257, 'a'), SixteenBitFiles());
+    const Lines lines = RunBeside(QVICE16, "x64" + std::string(257, 'a'), SixteenBitFiles());
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0], kBanner16);
     EXPECT_EQ(lines[1].rfind(L"QVICE16\t0\tAn unexpected exception occurred in running QVICE16. ", 0), 0u)
         << lines[1];
     EXPECT_NE(lines[1].find(L"MsiSummaryInfoGetProperty"), std::wstring::npos) << lines[1];
     // One character less fits the buffer with its terminator.
-    EXPECT_EQ(RunExe(QVICE16, "x64" + std::string(256, 'a'), {{"Dos", "dos.exe", Dos()}}),
+    EXPECT_EQ(RunBeside(QVICE16, "x64" + std::string(256, 'a'), {{"Dos", "dos.exe", Dos()}}),
               With(kBanner16, {SixteenBit16(L"dos.exe", L"Dos")}));
 }
 
 TEST(QVICE24, SixteenBitFilesWhateverTheTemplate)
 {
-    EXPECT_EQ(RunExe(QVICE24, ";1033", SixteenBitFiles()),
+    EXPECT_EQ(RunBeside(QVICE24, ";1033", SixteenBitFiles()),
               With(kBanner24, {SixteenBit24(L"Dos Tool.exe", L"Dos"), SixteenBit24(L"ne.dll", L"Ne"),
                                Lost(L"QVICE24", L"gone.ocx", L"Gone"), SixteenBit24(L"old.DRV", L"Drv")}));
 }
@@ -165,7 +101,7 @@ TEST(QVICE21, FirstImportOfTheVb6RuntimeOncePerFile)
     auto vb6 = [](const std::wstring& name, const std::wstring& key) {
         return At(L"QVICE21", 1, L"File '" + name + L"' in Component 'Main' depends on the VB6 runtime.", key);
     };
-    EXPECT_EQ(RunExe(QVICE21, ";1033",
+    EXPECT_EQ(RunBeside(QVICE21, ";1033",
                   {{"App32", "APP32.EXE|App 32.exe", Mingw(images.app32())},
                    {"Plain", "plain.dll", Pe(0x0140)},
                    {"Gone", "gone.exe", std::nullopt},
@@ -188,7 +124,7 @@ TEST(QVICE26, ThreeBitsInOrderLocationOnlyOnTheFirst)
     const std::wstring banner =
         L"QVICE26\t3\tQVICE26 - Verifies that applications support Windows security features by controlling "
         L"permissions appropriately.";
-    EXPECT_EQ(RunExe(QVICE26, ";1033",
+    EXPECT_EQ(RunBeside(QVICE26, ";1033",
                   {{"App32", "APP32.EXE|App 32.exe", Mingw(images.app32())},
                    {"App64", "app64.exe", Mingw(images.app64())},
                    {"NoAslr", "noaslr.ax", Pe(0x0500)},
@@ -207,7 +143,7 @@ TEST(QVICE26, ImageWithoutNtHeadersEndsTheCheck)
     // Files are chosen by extension alone: a DOS program named .exe has no
     // optional header to read, which ends the check; findings before stand,
     // and the failure carries the location set for the file.
-    const Lines lines = RunExe(QVICE26, ";1033",
+    const Lines lines = RunBeside(QVICE26, ";1033",
                                {{"NoNx", "nonx.dll", Pe(0x0040)}, {"Dos", "dos.exe", Dos()}, {"Late", "late.dll", Pe(0)}});
     EXPECT_EQ(lines, With(L"QVICE26\t3\tQVICE26 - Verifies that applications support Windows security features by "
                           L"controlling permissions appropriately.",

@@ -59,7 +59,11 @@ inline Bytes Pe(uint16_t machine, uint16_t magic = 0x10B)
 }
 inline Bytes Mingw(const std::string& path) { return petest::ReadAll(path); }
 
-inline Lines RunUwp(groupa::Export check, const std::vector<FileSpec>& files, const std::vector<std::string>& extra = {})
+// Builds the package with the given summary Template and runs one export;
+// every file is in component Main of INSTALLDIR (SourceDir\App), marked
+// uncompressed, and written to App/ beside the package unless it has no bytes.
+inline Lines RunBeside(groupa::Export check, const std::string& templateText, const std::vector<FileSpec>& files,
+                       const std::vector<std::string>& extra = {})
 {
     qvtest::TempDir dir;
     std::vector<std::string> queries = {groupa::kDirectoryTable, groupa::DirRow("TARGETDIR", "", "SourceDir"),
@@ -79,11 +83,16 @@ inline Lines RunUwp(groupa::Export check, const std::vector<FileSpec>& files, co
         }
     }
     queries.insert(queries.end(), extra.begin(), extra.end());
-    const std::string msi = qvtest::BuildPackage(dir, "package", queries);
+    const std::string msi = qvtest::BuildPackage(dir, "package", queries, templateText);
     QvResetLibraryState();
     Lines lines = groupa::RunCheck(check, msi);
     QvResetLibraryState();
     return lines;
+}
+
+inline Lines RunUwp(groupa::Export check, const std::vector<FileSpec>& files, const std::vector<std::string>& extra = {})
+{
+    return RunBeside(check, ";1033", files, extra);
 }
 
 // One finding line: check, type, text and, when key is given, the File location.

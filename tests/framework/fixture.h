@@ -53,11 +53,12 @@ private:
 
 // Builds dir/name.msi from SQL statements, one msibuild run each (msibuild
 // takes one query per run).
-inline std::string BuildPackage(const TempDir& dir, const std::string& name, const std::vector<std::string>& queries)
+inline std::string BuildPackage(const TempDir& dir, const std::string& name, const std::vector<std::string>& queries,
+                                const std::string& templateText = ";1033")
 {
     const std::string msi = dir.path() + "/" + name + ".msi";
-    std::string command = "msibuild " + ShellQuote(msi) + " -s " + ShellQuote(name) + " qvice ';1033' " +
-                          "'{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1";
+    std::string command = "msibuild " + ShellQuote(msi) + " -s " + ShellQuote(name) + " qvice " +
+                          ShellQuote(templateText) + " '{11111111-2222-3333-4444-555555555555}' >/dev/null 2>&1";
     if (std::system(command.c_str()) != 0)
         throw std::runtime_error("msibuild failed: " + command);
     for (const std::string& query : queries) {
