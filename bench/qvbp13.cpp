@@ -15,6 +15,7 @@
 
 #include "checks/bp/sequence_property.h"
 #include "platform/posix/runner.h"
+#include "check_timer.h"
 
 namespace {
 
@@ -63,36 +64,12 @@ std::string BuildPackage(const std::string& dir, int rows)
     return msi;
 }
 
-// Seconds for one run of the check, and the number of findings delivered.
-double RunOnce(const std::string& msi, size_t& findings)
-{
-    const std::wstring wide(msi.begin(), msi.end());
-    MSIHANDLE database = 0;
-    if (MsiOpenDatabaseW(wide.c_str(), MSIDBOPEN_READONLY, &database) != ERROR_SUCCESS) {
-        std::fprintf(stderr, "cannot open %s\n", msi.c_str());
-        std::exit(2);
-    }
-    size_t lines = 0;
-    const MSIHANDLE session = qv::posix::OpenSession(database, msi, [&](INSTALLMESSAGE type, const std::wstring&) {
-        if (type == INSTALLMESSAGE_USER)
-            ++lines;
-        return 1;
-    });
-    const auto start = std::chrono::steady_clock::now();
-    QVBP13(session);
-    const auto stop = std::chrono::steady_clock::now();
-    MsiCloseHandle(session);
-    MsiCloseHandle(database);
-    findings = lines - 1;  // the banner
-    return std::chrono::duration<double>(stop - start).count();
-}
-
 // Best of five, to keep noise from other work on the machine out.
 double Measure(const std::string& msi, int rows, size_t& findings)
 {
     double best = 1e30;
     for (int i = 0; i < 5; ++i)
-        best = std::min(best, RunOnce(msi, findings));
+        best = std::min(best, bench::RunOnce(QVBP13, msi, findings));
     std::printf("QVBP13 %7d Registry rows: %8.3f s, %7.2f us/row, %zu findings\n", rows, best, best * 1e6 / rows,
                 findings);
     return best;

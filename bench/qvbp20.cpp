@@ -18,6 +18,7 @@
 
 #include "checks/bp/registry_key.h"
 #include "platform/posix/runner.h"
+#include "check_timer.h"
 
 namespace {
 
@@ -89,36 +90,12 @@ std::string BuildPackage(const std::string& dir, int rows, size_t& expected)
     return msi;
 }
 
-// Seconds for one run of the check, and the number of findings delivered.
-double RunOnce(const std::string& msi, size_t& findings)
-{
-    const std::wstring wide(msi.begin(), msi.end());
-    MSIHANDLE database = 0;
-    if (MsiOpenDatabaseW(wide.c_str(), MSIDBOPEN_READONLY, &database) != ERROR_SUCCESS) {
-        std::fprintf(stderr, "cannot open %s\n", msi.c_str());
-        std::exit(2);
-    }
-    size_t lines = 0;
-    const MSIHANDLE session = qv::posix::OpenSession(database, msi, [&](INSTALLMESSAGE type, const std::wstring&) {
-        if (type == INSTALLMESSAGE_USER)
-            ++lines;
-        return 1;
-    });
-    const auto start = std::chrono::steady_clock::now();
-    QVBP20(session);
-    const auto stop = std::chrono::steady_clock::now();
-    MsiCloseHandle(session);
-    MsiCloseHandle(database);
-    findings = lines - 1;  // the banner
-    return std::chrono::duration<double>(stop - start).count();
-}
-
 // Best of three, to keep noise from other work on the machine out.
 double Measure(const std::string& msi, int rows, size_t& findings)
 {
     double best = 1e30;
     for (int i = 0; i < 3; ++i)
-        best = std::min(best, RunOnce(msi, findings));
+        best = std::min(best, bench::RunOnce(QVBP20, msi, findings));
     std::printf("QVBP20 %7d Registry rows, %d _QvRegistry rows: %8.3f s, %7.2f us/row, %zu findings\n", rows,
                 kEntries, best, best * 1e6 / rows, findings);
     return best;
