@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ clang pkg-config
   libgtest-dev libmspack-dev libxml2-dev libssl-dev
-  msitools wixl gcab libmsi-dev cabextract python3 bc g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
+  msitools wixl gcab libmsi-dev cabextract python3 bc mono-mcs osslsigncode g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -83,6 +83,18 @@ public:
     void CheckVb6Dependency(UINT messageId, int type) const;
     void CheckAppSecurity(UINT messageId, int type) const;
 
+    // The application manifest as a temporary file the caller owns, empty
+    // when there is none (manifest.cpp).
+    _stringx<> GetManifestPath() const;
+    // Whether the file carries a valid signature (signature.cpp).
+    bool IsSigned() const;
+    // What a managed file says about its runtime (dotnet.cpp): true when
+    // the file is managed; the text may still be empty.
+    bool GetClrVersion(_stringx<>& version) const;
+    bool GetCustomAttribute(const wchar_t* attributeName, _stringx<>& text) const;
+    // The supportedRuntime versions of a configuration file, comma-joined.
+    _stringx<> GetSupportedRuntimes() const;
+
 private:
     // Resolves the file and runs operation over it with a host bound to the
     // inspector's owner; fallback when the file cannot be reached.
