@@ -1,6 +1,7 @@
 #include "framework/library.h"
 
 #include "database/inventory.h"
+#include "framework/vice_base.h"
 #include "inspect/media_cabinet.h"
 
 namespace {
@@ -33,6 +34,7 @@ void QvResetLibraryState()
     // inspectors, cached answers) gets its reset call here.
     qv::inventory::ResetState();
     ResetMergeModuleAnswer();
+    CQVViceBase::ResetInstalledTargets();
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
