@@ -1,60 +1,38 @@
-// Checks whose rules have not landed yet run their banner only: their
-// Validate is empty until then.
+// The eight file pattern checks: one machinery (RunFileTests) over the
+// package's own tests for the check; only name, description and message
+// differ. The tests are read at construction, after the severity; the base
+// gets the name constant itself, since no member may be called before it
+// stands.
 #include "checks/vice/file_pattern.h"
 
-CQVVice01::CQVVice01(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice01::~CQVVice01() = default;
-_stringx<> CQVVice01::GetName() const { return Name; }
-_stringx<> CQVVice01::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice01::Validate() {}
-QV_CHECK_EXPORT(QVVICE01, CQVVice01)
+#define QV_FILE_PATTERN_CHECK(Class, Export, MessageId)                                               \
+    Class::Class(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall)                                     \
+    {                                                                                                  \
+        LoadFileTests(Class::GetName(), FileTests);                                                    \
+    }                                                                                                  \
+    Class::~Class() = default;                                                                         \
+    _stringx<> Class::GetName() const { return Name; }                                                 \
+    _stringx<> Class::GetDescription() const { return LoadMessage(DescriptionId); }                    \
+    void Class::Validate() { RunFileTests(MessageId, FileTests); }                                     \
+    QV_CHECK_EXPORT(Export, Class)
 
-CQVVice02::CQVVice02(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice02::~CQVVice02() = default;
-_stringx<> CQVVice02::GetName() const { return Name; }
-_stringx<> CQVVice02::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice02::Validate() {}
-QV_CHECK_EXPORT(QVVICE02, CQVVice02)
+QV_FILE_PATTERN_CHECK(CQVVice01, QVVICE01, 219)
+QV_FILE_PATTERN_CHECK(CQVVice02, QVVICE02, 220)
+QV_FILE_PATTERN_CHECK(CQVVice03, QVVICE03, 221)
+QV_FILE_PATTERN_CHECK(CQVVice05, QVVICE05, 223)
+QV_FILE_PATTERN_CHECK(CQVVice06, QVVICE06, 224)
+QV_FILE_PATTERN_CHECK(CQVVice07, QVVICE07, 225)
+QV_FILE_PATTERN_CHECK(CQVVice08, QVVICE08, 226)
 
-CQVVice03::CQVVice03(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice03::~CQVVice03() = default;
-_stringx<> CQVVice03::GetName() const { return Name; }
-_stringx<> CQVVice03::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice03::Validate() {}
-QV_CHECK_EXPORT(QVVICE03, CQVVice03)
-
-CQVVice04::CQVVice04(MSIHANDLE hInstall, const _stringx<>& name) : CQVViceBase(name, hInstall) {}
+// The name comes from the caller, so that the app package subclass reads
+// its own rows.
+CQVVice04::CQVVice04(MSIHANDLE hInstall, const _stringx<>& name) : CQVViceBase(name, hInstall)
+{
+    LoadFileTests(name, FileTests);
+}
 CQVVice04::~CQVVice04() = default;
 _stringx<> CQVVice04::GetName() const { return Name; }
 _stringx<> CQVVice04::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice04::Validate() {}
+void CQVVice04::Validate() { RunFileTests(ChooseMessage(), FileTests); }
 UINT CQVVice04::ChooseMessage() const { return 222; }
 QV_CHECK_EXPORT_NAMED(QVVICE04, CQVVice04)
-
-CQVVice05::CQVVice05(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice05::~CQVVice05() = default;
-_stringx<> CQVVice05::GetName() const { return Name; }
-_stringx<> CQVVice05::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice05::Validate() {}
-QV_CHECK_EXPORT(QVVICE05, CQVVice05)
-
-CQVVice06::CQVVice06(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice06::~CQVVice06() = default;
-_stringx<> CQVVice06::GetName() const { return Name; }
-_stringx<> CQVVice06::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice06::Validate() {}
-QV_CHECK_EXPORT(QVVICE06, CQVVice06)
-
-CQVVice07::CQVVice07(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice07::~CQVVice07() = default;
-_stringx<> CQVVice07::GetName() const { return Name; }
-_stringx<> CQVVice07::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice07::Validate() {}
-QV_CHECK_EXPORT(QVVICE07, CQVVice07)
-
-CQVVice08::CQVVice08(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}
-CQVVice08::~CQVVice08() = default;
-_stringx<> CQVVice08::GetName() const { return Name; }
-_stringx<> CQVVice08::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVVice08::Validate() {}
-QV_CHECK_EXPORT(QVVICE08, CQVVice08)

@@ -1,4 +1,5 @@
-// File pattern checks of the virtualization family.
+// File pattern checks of the virtualization family: each reports the package
+// files whose names pass the check's rows of _QvViceFileTestEntries.
 #pragma once
 
 #include "framework/exports.h"
@@ -15,6 +16,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice02 : public CQVViceBase {
@@ -28,6 +31,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice03 : public CQVViceBase {
@@ -41,6 +46,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice04 : public CQVViceBase {
@@ -57,6 +64,8 @@ public:
 
     // Message id of the finding; a subclass of the app package family gives its own.
     virtual UINT ChooseMessage() const;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice05 : public CQVViceBase {
@@ -70,6 +79,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice06 : public CQVViceBase {
@@ -83,6 +94,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice07 : public CQVViceBase {
@@ -96,6 +109,8 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };
 
 class CQVVice08 : public CQVViceBase {
@@ -109,4 +124,6 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    FileTestMap FileTests;
 };

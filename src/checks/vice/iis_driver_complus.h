@@ -18,6 +18,13 @@ public:
 
     // Message id of the finding; a subclass of the app package family gives its own.
     virtual UINT ChooseMessage() const;
+
+protected:
+    // One finding of messageId per row of table: %1 the label of labelId,
+    // %2 the key column, at table.locationColumn. A failed query only gives
+    // a debug line.
+    void ReportTableRows(const wchar_t* table, const wchar_t* locationColumn, UINT keyColumn, UINT messageId,
+                         UINT labelId);
 };
 
 class CQVVice10 : public CQVViceBase {
