@@ -49,7 +49,16 @@ CQVIce02::CQVIce02(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce02::~CQVIce02() = default;
 _stringx<> CQVIce02::GetName() const { return Name; }
 _stringx<> CQVIce02::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVIce02::Validate() {}
+void CQVIce02::Validate()
+{
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kSignedExtension)) {
+        if (file->IsSigned())
+            continue;
+        m_location = {L"File", L"File", file->GetKey()};
+        ReportMessage(120, file->GetFileName(), file->GetComponent(), FileNameExtension(file->GetFileName()), 1);
+    }
+}
 QV_CHECK_EXPORT(QVICE02, CQVIce02)
 
 CQVIce11::CQVIce11(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}

@@ -113,3 +113,20 @@ UINT MsiGetSourcePathW(MSIHANDLE hInstall, LPCWSTR szFolder, LPWSTR szPathBuf, L
 // (platform/posix/inspect/version_resource.cpp).
 UINT MsiGetFileVersionW(LPCWSTR szFilePath, LPWSTR lpVersionBuf, LPDWORD pcchVersionBuf, LPWSTR lpLangBuf,
                         LPDWORD pcchLangBuf);
+
+// Digital signature of a file (platform/posix/api/signature_api.cpp): an
+// Authenticode check of the PE image's embedded signature. The certificate
+// context is opaque here; on success it is the signer's certificate, which
+// the caller may ignore. A negative HRESULT means "not signed".
+struct CERT_CONTEXT;
+typedef const CERT_CONTEXT* PCCERT_CONTEXT;
+constexpr DWORD MSI_INVALID_HASH_IS_FATAL = 0x1;
+constexpr HRESULT TRUST_E_NOSIGNATURE = static_cast<HRESULT>(0x800B0100);
+constexpr HRESULT TRUST_E_BAD_DIGEST = static_cast<HRESULT>(0x80096010);
+constexpr HRESULT TRUST_E_CERT_SIGNATURE = static_cast<HRESULT>(0x80096004);
+constexpr HRESULT CERT_E_UNTRUSTEDROOT = static_cast<HRESULT>(0x800B0109);
+constexpr HRESULT CERT_E_CHAINING = static_cast<HRESULT>(0x800B010A);
+constexpr HRESULT CERT_E_EXPIRED = static_cast<HRESULT>(0x800B0101);
+constexpr HRESULT CERT_E_WRONG_USAGE = static_cast<HRESULT>(0x800B0110);
+HRESULT MsiGetFileSignatureInformationW(LPCWSTR szSignedObjectPath, DWORD dwFlags, PCCERT_CONTEXT* ppcCertContext,
+                                        BYTE* pbHashData, LPDWORD pcbHashData);

@@ -1,0 +1,64 @@
+// A whole file mapped read-only, for the readers that look at a delivered
+// file's bytes on the POSIX side (signatures, .NET metadata).
+#pragma once
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace qv::posix {
+
+class MappedFileBytes {
+public:
+    enum class Status { Mapped, NotFound, Folder, Empty, Unreadable };
+
+    explicit MappedFileBytes(const std::string& path)
+    {
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) {
+            m_status = Status::NotFound;
+            return;
+        }
+        struct stat st;
+        if (fstat(fd, &st) != 0)
+            m_status = Status::Unreadable;
+        else if (S_ISDIR(st.st_mode))
+            m_status = Status::Folder;
+        else if (st.st_size == 0)
+            m_status = Status::Empty;
+        else {
+            void* view = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+            if (view == MAP_FAILED) {
+                m_status = Status::Unreadable;
+            } else {
+                m_data = static_cast<const uint8_t*>(view);
+                m_size = static_cast<size_t>(st.st_size);
+                m_status = Status::Mapped;
+            }
+        }
+        close(fd);
+    }
+    ~MappedFileBytes()
+    {
+        if (m_data)
+            munmap(const_cast<uint8_t*>(m_data), m_size);
+    }
+    MappedFileBytes(const MappedFileBytes&) = delete;
+    MappedFileBytes& operator=(const MappedFileBytes&) = delete;
+
+    Status status() const noexcept { return m_status; }
+    const uint8_t* data() const noexcept { return m_data; }
+    size_t size() const noexcept { return m_size; }
+
+private:
+    const uint8_t* m_data = nullptr;
+    size_t m_size = 0;
+    Status m_status = Status::NotFound;
+};
+
+}  // namespace qv::posix
