@@ -1,0 +1,47 @@
+// Packages for the virtualization checks: tables built with msibuild, one
+// export run over them with the library state reset around it.
+#pragma once
+
+#include "checks/uwp_fixture.h"
+
+namespace vicetest {
+
+using groupa::Insert;
+using groupa::Lines;
+
+inline const char* kTestsTable =
+    "CREATE TABLE `_QvViceFileTestEntries` (`Vice` CHAR(72) NOT NULL, `Test` CHAR(255) NOT NULL, `Value` "
+    "CHAR(255) PRIMARY KEY `Vice`, `Test`)";
+inline std::string TestRow(const std::string& check, const std::string& test, const std::string& value = "v")
+{
+    return Insert("_QvViceFileTestEntries", {"Vice", "Test", "Value"}, {check, test, value});
+}
+
+inline Lines RunPackage(groupa::Export check, const std::vector<std::string>& queries, const std::string& templateText = ";1033")
+{
+    qvtest::TempDir dir;
+    const std::string msi = qvtest::BuildPackage(dir, "package", queries, templateText);
+    QvResetLibraryState();
+    Lines lines = groupa::RunCheck(check, msi);
+    QvResetLibraryState();
+    return lines;
+}
+
+// name TAB type TAB text, then the help column and the location if any.
+inline std::wstring Line(const std::wstring& check, int type, const std::wstring& text,
+                         const std::vector<std::wstring>& location = {})
+{
+    std::wstring line = check + L"\t" + std::to_wstring(type) + L"\t" + text;
+    if (!location.empty())
+        line += L"\t";
+    for (const std::wstring& part : location)
+        line += L"\t" + part;
+    return line;
+}
+
+inline std::wstring Banner(const std::wstring& check, const std::wstring& description)
+{
+    return Line(check, 3, check + L" - " + description);
+}
+
+}  // namespace vicetest
