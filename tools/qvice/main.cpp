@@ -11,7 +11,7 @@ namespace {
 
 const char kUsage[] =
     "Usage:\n"
-    "  qvice [OPTIONS] PACKAGE      run the checks on PACKAGE and print each finding line\n"
+    "  qvice [OPTIONS] PACKAGE...   run the checks on each PACKAGE and write each finding line\n"
     "  qvice list                   list the checks: name, family, description\n"
     "  qvice dump PACKAGE [TABLE...]  print tables as IDT text (all tables when none given)\n"
     "  qvice dump --summary PACKAGE   print the summary information as IDT text\n"
@@ -20,18 +20,30 @@ const char kUsage[] =
     "  qvice reference --export FOLDER  write the built-in reference tables as IDT files\n"
     "\n"
     "Options:\n"
-    "  --checks NAMES      comma-separated check names, run in that order (default: all, in the\n"
+    "  --checks LIST       comma-separated check names and families (bp, ice, vice, uwp), run in\n"
+    "                      that order; -NAME or -FAMILY leaves checks out (default: all, in the\n"
     "                      order of the reference data's _ICESequence, else the registry order)\n"
+    "  --min-type N        keep only lines of message type N or lower (0 failure, 1 error,\n"
+    "                      2 warning, 3 information)\n"
+    "  --quiet             leave out lines of type 3 (the same as --min-type 2)\n"
+    "  --format FORMAT     text (the lines as delivered, the default), json (an array of objects\n"
+    "                      with package, check, type, text, help, table, column, keys) or sarif\n"
+    "                      (one SARIF 2.1.0 log; findings of type 0, 1 and 2 as results)\n"
+    "  -o, --output FILE   write the output to FILE instead of standard output\n"
+    "  -j, --jobs N        check up to N packages at once, in separate processes; the output\n"
+    "                      keeps the order of the command line\n"
     "  --reference FILE    merge this validation database (or folder of IDT files) instead of\n"
     "                      the built-in reference data\n"
     "  --no-reference      merge nothing: the package's own tables are the reference tables\n"
     "  --debug             act as if the Property table had the row _QV_DEBUGGING_ACTION\n"
-    "  --quiet             leave out lines of type 3 (information)\n"
     "  -h, --help          show this help\n"
     "  --version           show the version\n"
     "\n"
-    "Exit status: 0 when no finding of type 0 or 1 was delivered, 1 when one was,\n"
-    "2 when the package or the options cannot be used.\n";
+    "When standard error is a terminal, a status line there shows the check under way, its\n"
+    "package and the time elapsed.\n"
+    "\n"
+    "Exit status: 0 when no line of type 0 or 1 was kept, 1 when one was, 2 when a package\n"
+    "or the options cannot be used (the worst over all packages).\n";
 
 }  // namespace
 

@@ -1,16 +1,29 @@
-// `qvice PACKAGE`: runs the checks in one emulated installer session and
-// prints each delivered line.
+// `qvice PACKAGE...`: runs the checks over each package in one emulated
+// installer session and writes each delivered line in the chosen format;
+// with --jobs, packages run in forked processes and their lines are replayed
+// in command-line order.
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <set>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include "commands.h"
 #include "framework/library.h"
 #include "framework/registry.h"
+#include "output.h"
 #include "platform/posix/api/database_posix.h"
 #include "platform/posix/runner.h"
+#include "progress.h"
 #include "reference.h"
 #include "text.h"
 
@@ -18,36 +31,52 @@ namespace qvice {
 namespace {
 
 struct RunOptions {
-    std::string package;
-    std::vector<std::wstring> checks;
+    std::vector<std::string> packages;
+    std::vector<std::wstring> checks;  // empty: the package's _ICESequence, else all
+    std::set<std::wstring> excluded;
     std::string reference;
     bool no_reference = false;
     bool debug = false;
-    bool quiet = false;
+    int max_type = 3;  // lines of a higher type are left out
+    std::string format = "text";
+    std::string output;
+    int jobs = 1;
 };
 
-std::vector<std::wstring> SplitNames(const std::string& list) {
-    std::vector<std::wstring> names;
+bool IsFamily(const std::string& name) { return name == "bp" || name == "ice" || name == "vice" || name == "uwp"; }
+
+// The --checks list: names and families to run in that order, "-NAME" or
+// "-FAMILY" to leave out. An empty string when it is good, else the reason.
+std::string ParseChecks(const std::string& list, RunOptions& options) {
     size_t start = 0;
     while (start <= list.size()) {
         size_t end = list.find(',', start);
         if (end == std::string::npos) end = list.size();
-        if (end > start) names.push_back(Wide(list.substr(start, end - start)));
+        std::string item = list.substr(start, end - start);
         start = end + 1;
+        if (item.empty()) continue;
+        const bool exclude = item[0] == '-';
+        if (exclude) item.erase(0, 1);
+        std::vector<std::wstring> names;
+        if (IsFamily(item)) {
+            for (const auto& e : qv::AllExports())
+                if (item == e.family) names.emplace_back(e.name);
+        } else if (qv::FindExport(Wide(item))) {
+            names.push_back(Wide(item));
+        } else {
+            return "unknown check " + item + " (see qvice list)";
+        }
+        for (auto& name : names) {
+            if (exclude) {
+                options.excluded.insert(name);
+            } else {
+                bool seen = false;
+                for (const auto& n : options.checks) seen = seen || n == name;
+                if (!seen) options.checks.push_back(std::move(name));
+            }
+        }
     }
-    return names;
-}
-
-// Message type of a delivered line: its second column.
-int LineType(const std::wstring& line) {
-    const size_t tab = line.find(L'\t');
-    if (tab == std::wstring::npos) return -1;
-    const size_t end = line.find(L'\t', tab + 1);
-    const std::wstring number = line.substr(tab + 1, end == std::wstring::npos ? std::wstring::npos : end - tab - 1);
-    if (number.empty()) return -1;
-    wchar_t* stop = nullptr;
-    const long value = std::wcstol(number.c_str(), &stop, 10);
-    return stop && *stop == L'\0' ? static_cast<int>(value) : -1;
+    return options.checks.empty() && options.excluded.empty() ? "--checks needs a list of check names" : "";
 }
 
 bool IsFile(const std::string& path) {
@@ -88,9 +117,268 @@ std::vector<std::wstring> SequencedChecks(MSIHANDLE database, MSIHANDLE session)
     return names;
 }
 
+
+// What the run of one package tells whoever shows it.
+class Events {
+public:
+    virtual ~Events() = default;
+    virtual void Line(const std::string& line) = 0;   // a delivered line, UTF-8
+    virtual void Note(const std::string& text) = 0;   // a line for stderr
+    virtual void Started(const std::string& check) = 0;
+};
+
+// Runs the checks over one package. Returns 2 when the package cannot be
+// used, else 0 (the lines decide between 0 and 1).
+int RunPackage(const RunOptions& options, const std::string& package, Events& events) {
+    auto fail = [&](const std::string& reason) {
+        events.Note("qvice: " + reason);
+        return 2;
+    };
+    if (!IsFile(package)) return fail("cannot open " + package + ": no such file");
+    std::string reason;
+    MSIHANDLE database = qv::posix::OpenDatabase(package, reason);
+    if (!database) return fail("cannot open " + package + ": " + reason);
+
+    if (!options.no_reference) {
+        MSIHANDLE reference = 0;
+        if (!options.reference.empty()) {
+            // A folder of IDT files (as `reference --export` writes it) or a database.
+            reference = IsFolder(options.reference) ? OpenReferenceFolder(options.reference, reason)
+                                                    : qv::posix::OpenDatabase(options.reference, reason);
+            if (!reference) {
+                MsiCloseHandle(database);
+                return fail("cannot open " + options.reference + ": " + reason);
+            }
+        } else {
+            reference = OpenBuiltinReference(reason);
+            if (!reference && !reason.empty()) {
+                MsiCloseHandle(database);
+                return fail("built-in reference data: " + reason);
+            }
+        }
+        if (reference) {
+            const UINT merged = MsiDatabaseMergeW(database, reference, L"_QvMergeConflicts");
+            MsiCloseHandle(MsiGetLastErrorRecord());
+            if (merged != ERROR_SUCCESS && merged != ERROR_FUNCTION_FAILED)
+                events.Note("qvice: note: some reference tables differ in their columns from the package's and "
+                            "were not merged (error " + std::to_string(merged) + ")");
+            MsiCloseHandle(reference);
+        }
+    }
+    if (options.debug) qv::posix::SetPropertyRow(database, L"_QV_DEBUGGING_ACTION", L"1");
+
+    auto sink = [&](INSTALLMESSAGE type, const std::wstring& text) -> int {
+        if (type == INSTALLMESSAGE_USER) events.Line(Utf8(text));
+        return type == INSTALLMESSAGE_USER ? 1 : 0;
+    };
+    MSIHANDLE session = qv::posix::OpenSession(database, package, sink);
+    if (!session) {
+        MsiCloseHandle(database);
+        return fail("cannot open a session over " + package);
+    }
+
+    std::vector<std::wstring> order = options.checks;
+    if (order.empty()) order = SequencedChecks(database, session);
+    if (order.empty())
+        for (const auto& e : qv::AllExports()) order.emplace_back(e.name);
+
+    for (const auto& name : order) {
+        if (options.excluded.count(name)) continue;
+        const qv::CheckExport* check = qv::FindExport(name);
+        if (!check) {
+            events.Note("qvice: note: _ICESequence names " + Utf8(name) + ", which is not a check of qvice");
+            continue;
+        }
+        events.Started(Utf8(name));
+        // The installer loads a custom-action library afresh for each action.
+        QvResetLibraryState();
+        check->entry(session);
+    }
+    MsiCloseHandle(session);
+    MsiCloseHandle(database);
+    return 0;
+}
+
+// Shows the events of one package: lines through the output (the type
+// filter applied), notes on stderr, checks on the status line.
+class Shown : public Events {
+public:
+    Shown(const RunOptions& options, Output& output, Progress& progress, const std::string& package, int& worst)
+        : m_options(options), m_output(output), m_progress(progress), m_package(package), m_worst(worst) {}
+    void Line(const std::string& line) override {
+        const int type = SplitLine(line).type;
+        const bool kept = type <= m_options.max_type;
+        if (kept && (type == 0 || type == 1) && m_worst < 1) m_worst = 1;
+        m_progress.Around([&] { m_output.Line(m_package, line, kept); });
+    }
+    void Note(const std::string& text) override {
+        m_progress.Around([&] { std::fprintf(stderr, "%s\n", text.c_str()); });
+    }
+    void Started(const std::string& check) override { m_progress.Check(m_package, check); }
+
+private:
+    const RunOptions& m_options;
+    Output& m_output;
+    Progress& m_progress;
+    const std::string& m_package;
+    int& m_worst;
+};
+
+// The events of a forked run, framed on a pipe: a tag ('L' line, 'N' note,
+// 'S' check started), four bytes of length, the bytes.
+class Framed : public Events {
+public:
+    explicit Framed(int fd) : m_fd(fd) {}
+    void Line(const std::string& line) override { Send('L', line); }
+    void Note(const std::string& text) override { Send('N', text); }
+    void Started(const std::string& check) override { Send('S', check); }
+
+private:
+    void Send(char tag, const std::string& payload) {
+        std::string record(5, '\0');
+        record[0] = tag;
+        const uint32_t n = static_cast<uint32_t>(payload.size());
+        for (int i = 0; i < 4; ++i) record[1 + i] = static_cast<char>((n >> (8 * i)) & 0xff);
+        record += payload;
+        size_t at = 0;
+        while (at < record.size()) {
+            const ssize_t w = ::write(m_fd, record.data() + at, record.size() - at);
+            if (w < 0 && errno == EINTR) continue;
+            if (w <= 0) ::_exit(2);  // the parent is gone
+            at += static_cast<size_t>(w);
+        }
+    }
+    int m_fd;
+};
+
+struct Job {
+    pid_t pid = -1;
+    int fd = -1;
+    std::string bytes;                                   // received, not yet parsed
+    std::vector<std::pair<char, std::string>> records;  // parsed, not yet shown
+    bool finished = false;
+    int code = 0;
+};
+
+// Takes the complete records off `job.bytes`; check starts go to the status
+// line at once, the rest wait for their turn.
+void ParseRecords(Job& job, Progress& progress, const std::string& package) {
+    size_t at = 0;
+    while (job.bytes.size() - at >= 5) {
+        uint32_t n = 0;
+        for (int i = 0; i < 4; ++i) n |= static_cast<uint32_t>(static_cast<unsigned char>(job.bytes[at + 1 + i])) << (8 * i);
+        if (job.bytes.size() - at - 5 < n) break;
+        const char tag = job.bytes[at];
+        std::string payload = job.bytes.substr(at + 5, n);
+        if (tag == 'S')
+            progress.Check(package, payload);
+        else
+            job.records.emplace_back(tag, std::move(payload));
+        at += 5 + n;
+    }
+    job.bytes.erase(0, at);
+}
+
+int RunForked(const RunOptions& options, Output& output, Progress& progress, int& worst) {
+    const size_t count = options.packages.size();
+    std::vector<Job> jobs(count);
+    size_t started = 0, shown = 0, running = 0;
+    int result = 0;
+    auto show = [&](size_t i) {
+        Shown events(options, output, progress, options.packages[i], worst);
+        for (auto& [tag, payload] : jobs[i].records) {
+            if (tag == 'L')
+                events.Line(payload);
+            else
+                events.Note(payload);
+        }
+        jobs[i].records.clear();
+    };
+    while (shown < count) {
+        while (running < static_cast<size_t>(options.jobs) && started < count) {
+            int fds[2];
+            if (::pipe(fds) != 0) return UsageError(std::string("cannot make a pipe: ") + std::strerror(errno));
+            std::fflush(nullptr);
+            const pid_t pid = ::fork();
+            if (pid < 0) return UsageError(std::string("cannot fork: ") + std::strerror(errno));
+            if (pid == 0) {
+                ::close(fds[0]);
+                Framed events(fds[1]);
+                const int code = RunPackage(options, options.packages[started], events);
+                ::_exit(code);
+            }
+            ::close(fds[1]);
+            jobs[started].pid = pid;
+            jobs[started].fd = fds[0];
+            ++started;
+            ++running;
+        }
+        std::vector<pollfd> polled;
+        std::vector<size_t> which;
+        for (size_t i = 0; i < started; ++i) {
+            if (jobs[i].fd >= 0) {
+                polled.push_back({jobs[i].fd, POLLIN, 0});
+                which.push_back(i);
+            }
+        }
+        if (!polled.empty() && ::poll(polled.data(), polled.size(), 250) == 0) progress.Redraw();
+        for (size_t k = 0; k < polled.size(); ++k) {
+            if (!(polled[k].revents & (POLLIN | POLLHUP | POLLERR))) continue;
+            Job& job = jobs[which[k]];
+            char buffer[65536];
+            const ssize_t n = ::read(job.fd, buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR) continue;
+            if (n > 0) {
+                job.bytes.append(buffer, static_cast<size_t>(n));
+                ParseRecords(job, progress, options.packages[which[k]]);
+                continue;
+            }
+            // End of the pipe: the child has ended.
+            ::close(job.fd);
+            job.fd = -1;
+            int status = 0;
+            while (::waitpid(job.pid, &status, 0) < 0 && errno == EINTR) {
+            }
+            if (WIFEXITED(status)) {
+                job.code = WEXITSTATUS(status);
+            } else {
+                job.code = 2;
+                job.records.emplace_back('N', "qvice: " + options.packages[which[k]] + ": the run stopped on signal " +
+                                                  std::to_string(WIFSIGNALED(status) ? WTERMSIG(status) : 0));
+            }
+            job.finished = true;
+            --running;
+            progress.Done();
+        }
+        // Show in command-line order: what has come of the first package not
+        // yet done, and every finished package after it.
+        while (shown < count) {
+            show(shown);
+            if (!jobs[shown].finished) break;
+            if (jobs[shown].code > result) result = jobs[shown].code;
+            ++shown;
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
-int RunCommand(const std::vector<std::string>& args) {
+int RunCommand(const std::vector<std::string>& given) {
+    // "--option=value" and "-jN" stand for "--option value" and "-j N".
+    std::vector<std::string> args;
+    for (const auto& a : given) {
+        const size_t equals = a.find('=');
+        if (a.rfind("--", 0) == 0 && equals != std::string::npos) {
+            args.push_back(a.substr(0, equals));
+            args.push_back(a.substr(equals + 1));
+        } else if (a.size() > 2 && a.rfind("-j", 0) == 0) {
+            args.push_back("-j");
+            args.push_back(a.substr(2));
+        } else {
+            args.push_back(a);
+        }
+    }
     RunOptions options;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -99,11 +387,20 @@ int RunCommand(const std::vector<std::string>& args) {
             out = args[++i];
             return true;
         };
+        auto number = [&](int& out, int low, int high) {
+            std::string text;
+            if (!value(text) || text.empty()) return false;
+            char* stop = nullptr;
+            const long n = std::strtol(text.c_str(), &stop, 10);
+            if (*stop != '\0' || n < low || n > high) return false;
+            out = static_cast<int>(n);
+            return true;
+        };
         std::string text;
         if (a == "--checks") {
             if (!value(text)) return UsageError("--checks needs a list of check names");
-            options.checks = SplitNames(text);
-            if (options.checks.empty()) return UsageError("--checks needs a list of check names");
+            const std::string problem = ParseChecks(text, options);
+            if (!problem.empty()) return UsageError(problem);
         } else if (a == "--reference") {
             if (!value(options.reference)) return UsageError("--reference needs a file");
         } else if (a == "--no-reference") {
@@ -111,82 +408,52 @@ int RunCommand(const std::vector<std::string>& args) {
         } else if (a == "--debug") {
             options.debug = true;
         } else if (a == "--quiet") {
-            options.quiet = true;
+            options.max_type = std::min(options.max_type, 2);
+        } else if (a == "--min-type") {
+            if (!number(options.max_type, 0, 3)) return UsageError("--min-type needs a message type from 0 to 3");
+        } else if (a == "--format") {
+            if (!value(options.format) ||
+                (options.format != "text" && options.format != "json" && options.format != "sarif"))
+                return UsageError("--format needs text, json or sarif");
+        } else if (a == "--output" || a == "-o") {
+            if (!value(options.output) || options.output.empty()) return UsageError("--output needs a file");
+        } else if (a == "--jobs" || a == "-j") {
+            if (!number(options.jobs, 1, 256)) return UsageError("--jobs needs a number from 1 to 256");
         } else if (!a.empty() && a[0] == '-') {
             return UsageError("unknown option " + a + " (see qvice --help)");
-        } else if (options.package.empty()) {
-            options.package = a;
         } else {
-            return UsageError("one package at a time (got " + options.package + " and " + a + ")");
+            options.packages.push_back(a);
         }
     }
-    if (options.package.empty()) return UsageError("no package given (see qvice --help)");
+    if (options.packages.empty()) return UsageError("no package given (see qvice --help)");
     if (options.no_reference && !options.reference.empty())
         return UsageError("--reference and --no-reference exclude each other");
-    for (const auto& name : options.checks)
-        if (!qv::FindExport(name)) return UsageError("unknown check " + Utf8(name) + " (see qvice list)");
-    if (!IsFile(options.package)) return UsageError("cannot open " + options.package + ": no such file");
 
-    std::string reason;
-    MSIHANDLE database = qv::posix::OpenDatabase(options.package, reason);
-    if (!database) return UsageError("cannot open " + options.package + ": " + reason);
-
-    if (!options.no_reference) {
-        MSIHANDLE reference = 0;
-        if (!options.reference.empty()) {
-            // A folder of IDT files (as `reference --export` writes it) or a database.
-            reference = IsFolder(options.reference) ? OpenReferenceFolder(options.reference, reason)
-                                                    : qv::posix::OpenDatabase(options.reference, reason);
-            if (!reference) return UsageError("cannot open " + options.reference + ": " + reason);
-        } else {
-            reference = OpenBuiltinReference(reason);
-            if (!reference && !reason.empty()) return UsageError("built-in reference data: " + reason);
-        }
-        if (reference) {
-            const UINT merged = MsiDatabaseMergeW(database, reference, L"_QvMergeConflicts");
-            MsiCloseHandle(MsiGetLastErrorRecord());
-            if (merged != ERROR_SUCCESS && merged != ERROR_FUNCTION_FAILED)
-                std::fprintf(stderr, "qvice: note: some reference tables differ in their columns from the "
-                                     "package's and were not merged (error %u)\n", merged);
-            MsiCloseHandle(reference);
-        }
+    std::FILE* out = stdout;
+    if (!options.output.empty()) {
+        out = std::fopen(options.output.c_str(), "w");
+        if (!out) return UsageError("cannot write " + options.output + ": " + std::strerror(errno));
     }
-    if (options.debug) qv::posix::SetPropertyRow(database, L"_QV_DEBUGGING_ACTION", L"1");
-
+    const std::unique_ptr<Output> output = MakeOutput(options.format, out);
+    const bool forked = options.jobs > 1 && options.packages.size() > 1;
     int worst = 0;
-    auto sink = [&](INSTALLMESSAGE type, const std::wstring& text) -> int {
-        if (type != INSTALLMESSAGE_USER) return 0;
-        const int line_type = LineType(text);
-        if (line_type == 0 || line_type == 1) worst = 1;
-        if (options.quiet && line_type == 3) return 1;
-        std::string line = Utf8(text);
-        line += '\n';
-        std::fwrite(line.data(), 1, line.size(), stdout);
-        return 1;
-    };
-    MSIHANDLE session = qv::posix::OpenSession(database, options.package, sink);
-    if (!session) return UsageError("cannot open a session over " + options.package);
-
-    std::vector<std::wstring> order = options.checks;
-    if (order.empty()) order = SequencedChecks(database, session);
-    if (order.empty())
-        for (const auto& e : qv::AllExports()) order.emplace_back(e.name);
-
-    for (const auto& name : order) {
-        const qv::CheckExport* check = qv::FindExport(name);
-        if (!check) {
-            std::fprintf(stderr, "qvice: note: _ICESequence names %s, which is not a check of qvice\n",
-                         Utf8(name).c_str());
-            continue;
+    int result = 0;
+    {
+        Progress progress(::isatty(STDERR_FILENO) == 1, !forked, options.packages.size());
+        if (forked) {
+            result = RunForked(options, *output, progress, worst);
+        } else {
+            for (const auto& package : options.packages) {
+                Shown events(options, *output, progress, package, worst);
+                result = std::max(result, RunPackage(options, package, events));
+                progress.Done();
+            }
         }
-        // The installer loads a custom-action library afresh for each action.
-        QvResetLibraryState();
-        check->entry(session);
-        std::fflush(stdout);
     }
-    MsiCloseHandle(session);
-    MsiCloseHandle(database);
-    return worst;
+    output->Finish();
+    if (out != stdout && std::fclose(out) != 0)
+        return UsageError("cannot write " + options.output + ": " + std::strerror(errno));
+    return std::max(result, worst);
 }
 
 int ListCommand(const std::vector<std::string>& args) {
