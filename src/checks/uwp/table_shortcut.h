@@ -1,4 +1,5 @@
-// App package table and shortcut checks.
+// App package table and shortcut checks: tables whose rows cannot be
+// carried into an app package, and the count of application shortcuts.
 #pragma once
 
 #include "framework/exports.h"
@@ -28,6 +29,12 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    // The shortcuts that an app package would turn into applications.
+    int CountApplicationShortcuts();
+    // Advertised on a feature of the package, or resolving to an .exe that
+    // the package installs.
+    bool IsApplicationShortcut(const Shortcut& shortcut);
 };
 
 class CQVAppx04 : public CQVAppx03 {
