@@ -5,7 +5,8 @@
 set -uo pipefail
 qvice=$(realpath "$1")
 work=$2
-sarif_check=$(cd "$(dirname "$0")/../../tools/sarif-check" && pwd)
+root=$(cd "$(dirname "$0")/../.." && pwd)
+sarif_check=$root/tools/sarif-check
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 passed=0
 failed=0
@@ -149,6 +150,13 @@ qvice: QVBP02 on good.msi (1/2 done), T s" \
 check "status line with --jobs" "qvice: QVBP01 on fx.msi" \
     "$(script -qec "'$qvice' -j2 --checks QVBP01 fx.msi good.msi > /dev/null" /dev/null < /dev/null | frames | sed 's/ (.*//' | sort | head -1)"
 check "no status line when stderr is no terminal" "" "$("$qvice" --checks QVBP01,QVBP02 fx.msi 2>&1 > /dev/null)"
+
+# The help, the README and the man page name the same options.
+options() { grep -o -- '--[a-z][a-z-]*' | sort -u | tr '\n' ' '; }
+check "README's Usage names the options of --help" "$("$qvice" --help | options)" \
+    "$({ sed -n '/^## Usage/,/^## Building/p' "$root/README.md" | grep -v 'option=value'; echo --help --version; } | options)"
+check "the man page names the options of --help" "$("$qvice" --help | options)" \
+    "$(sed 's/\\-/-/g' "$root/docs/qvice.1" | grep -v 'option' | options)"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
