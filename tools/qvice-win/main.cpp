@@ -1,0 +1,379 @@
+// qvice.exe: runs the checks of QvIce.cub on a package in a Windows
+// Installer session, the way validation tools do it, and prints each line
+// the session delivers. Same command line as the native qvice:
+//
+//   qvice.exe [--checks NAMES] [--reference CUB | --no-reference] [--debug] [--quiet] PACKAGE
+//
+// Steps: copy the package to a temporary file; merge the cub into the copy
+// (conflicting rows are recorded in _QvMergeConflicts and do not stop the
+// run); open the copy as a package with the internal UI off and a string
+// handler for user messages; run each action of _ICESequence (or --checks)
+// with MsiDoActionW. The installer formats each user message before a
+// string handler sees it, so the handler prints exactly what a validation
+// tool receives. The folder of the original package is set as SourceDir,
+// so cabinets beside the package are found as they are by the native tool.
+#include <windows.h>
+#include <msi.h>
+#include <msiquery.h>
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char kUsage[] =
+    "Usage:\n"
+    "  qvice.exe [OPTIONS] PACKAGE  run the checks on PACKAGE and print each finding line\n"
+    "\n"
+    "Options:\n"
+    "  --checks NAMES      comma-separated check names, run in that order (default: all, in the\n"
+    "                      order of the cub's _ICESequence)\n"
+    "  --reference FILE    merge this validation database instead of QvIce.cub beside qvice.exe\n"
+    "  --no-reference      merge nothing: the package must carry the checks' custom actions\n"
+    "  --debug             act as if the Property table had the row _QV_DEBUGGING_ACTION\n"
+    "  --quiet             leave out lines of type 3 (information)\n"
+    "  -h, --help          show this help\n"
+    "  --version           show the version\n"
+    "\n"
+    "Exit status: 0 when no finding of type 0 or 1 was delivered, 1 when one was,\n"
+    "2 when the package or the options cannot be used.\n";
+
+const wchar_t kConflictTable[] = L"_QvMergeConflicts";
+const wchar_t kDebugProperty[] = L"_QV_DEBUGGING_ACTION";
+
+struct Options {
+    std::wstring package;
+    std::vector<std::wstring> checks;
+    std::wstring reference;
+    bool noReference = false;
+    bool debug = false;
+    bool quiet = false;
+};
+
+struct Output {
+    bool quiet = false;
+    int worst = 0;
+};
+
+std::string Utf8(const std::wstring& text)
+{
+    if (text.empty())
+        return {};
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
+                                         nullptr, nullptr);
+    std::string out(static_cast<size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), size, nullptr,
+                        nullptr);
+    return out;
+}
+
+int UsageError(const std::wstring& message)
+{
+    const std::string line = "qvice: " + Utf8(message) + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    return 2;
+}
+
+// Message type of a delivered line: its second column, or -1.
+int LineType(const wchar_t* line)
+{
+    const wchar_t* tab = std::wcschr(line, L'\t');
+    if (!tab || tab[1] == L'\0' || tab[1] == L'\t')
+        return -1;
+    wchar_t* stop = nullptr;
+    const long value = std::wcstol(tab + 1, &stop, 10);
+    return (*stop == L'\t' || *stop == L'\0') ? static_cast<int>(value) : -1;
+}
+
+int WINAPI Handler(LPVOID context, UINT type, LPCWSTR message)
+{
+    if ((type & 0xFF000000u) != INSTALLMESSAGE_USER || !message)
+        return 0;
+    auto* output = static_cast<Output*>(context);
+    const int lineType = LineType(message);
+    if (lineType == 0 || lineType == 1)
+        output->worst = 1;
+    if (output->quiet && lineType == 3)
+        return IDOK;
+    const std::string line = Utf8(message) + "\n";
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fflush(stdout);
+    return IDOK;
+}
+
+std::vector<std::wstring> SplitNames(const std::wstring& list)
+{
+    std::vector<std::wstring> names;
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(L',', start);
+        if (end == std::wstring::npos)
+            end = list.size();
+        if (end > start)
+            names.push_back(list.substr(start, end - start));
+        start = end + 1;
+    }
+    return names;
+}
+
+bool IsFile(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+std::wstring FullPath(const std::wstring& path)
+{
+    wchar_t buffer[MAX_PATH * 2];
+    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH * 2, buffer, nullptr);
+    return length && length < MAX_PATH * 2 ? std::wstring(buffer, length) : path;
+}
+
+std::wstring FolderOf(const std::wstring& path)
+{
+    const size_t slash = path.find_last_of(L"\\/");
+    return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
+}
+
+std::wstring ModuleFolder()
+{
+    wchar_t buffer[MAX_PATH * 2];
+    const DWORD length = GetModuleFileNameW(nullptr, buffer, MAX_PATH * 2);
+    return FolderOf(std::wstring(buffer, length));
+}
+
+// Runs one SQL statement on a database; ERROR_SUCCESS or the failure.
+UINT Execute(MSIHANDLE database, const wchar_t* query, MSIHANDLE parameters = 0)
+{
+    MSIHANDLE view = 0;
+    UINT result = MsiDatabaseOpenViewW(database, query, &view);
+    if (result == ERROR_SUCCESS)
+        result = MsiViewExecute(view, parameters);
+    if (view)
+        MsiCloseHandle(view);
+    return result;
+}
+
+// The actions to run: --checks, else the rows of _ICESequence by Sequence
+// whose condition holds in the session.
+std::vector<std::wstring> SequencedActions(MSIHANDLE session)
+{
+    std::vector<std::wstring> names;
+    MSIHANDLE database = MsiGetActiveDatabase(session);
+    MSIHANDLE view = 0;
+    if (MsiDatabaseOpenViewW(database,
+                             L"SELECT `Action`, `Condition` FROM `_ICESequence` WHERE `Sequence` IS NOT NULL "
+                             L"ORDER BY `Sequence`",
+                             &view) == ERROR_SUCCESS &&
+        MsiViewExecute(view, 0) == ERROR_SUCCESS) {
+        MSIHANDLE record = 0;
+        while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
+            wchar_t action[80] = {0}, condition[1024] = {0};
+            DWORD actionSize = 80, conditionSize = 1024;
+            MsiRecordGetStringW(record, 1, action, &actionSize);
+            MsiRecordGetStringW(record, 2, condition, &conditionSize);
+            if (!condition[0] || MsiEvaluateConditionW(session, condition) != MSICONDITION_FALSE)
+                names.emplace_back(action);
+            MsiCloseHandle(record);
+        }
+    }
+    if (view)
+        MsiCloseHandle(view);
+    MsiCloseHandle(database);
+    return names;
+}
+
+// Whether the database has a CustomAction row of that name.
+bool HasAction(MSIHANDLE database, const std::wstring& name)
+{
+    MSIHANDLE view = 0;
+    MSIHANDLE parameters = MsiCreateRecord(1);
+    MsiRecordSetStringW(parameters, 1, name.c_str());
+    bool found = false;
+    if (MsiDatabaseOpenViewW(database, L"SELECT `Action` FROM `CustomAction` WHERE `Action` = ?", &view) ==
+            ERROR_SUCCESS &&
+        MsiViewExecute(view, parameters) == ERROR_SUCCESS) {
+        MSIHANDLE record = 0;
+        if (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
+            found = true;
+            MsiCloseHandle(record);
+        }
+    }
+    if (view)
+        MsiCloseHandle(view);
+    MsiCloseHandle(parameters);
+    return found;
+}
+
+// Sets a Property row, inserting it or changing its value.
+UINT SetPropertyRow(MSIHANDLE database, const wchar_t* name, const wchar_t* value)
+{
+    if (MsiDatabaseIsTablePersistentW(database, L"Property") != MSICONDITION_TRUE) {
+        const UINT created = Execute(database, L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, "
+                                               L"`Value` LONGCHAR NOT NULL LOCALIZABLE PRIMARY KEY `Property`)");
+        if (created != ERROR_SUCCESS)
+            return created;
+    }
+    MSIHANDLE record = MsiCreateRecord(2);
+    MsiRecordSetStringW(record, 1, name);
+    MsiRecordSetStringW(record, 2, value);
+    MSIHANDLE view = 0;
+    UINT result = MsiDatabaseOpenViewW(database, L"SELECT `Property`, `Value` FROM `Property`", &view);
+    if (result == ERROR_SUCCESS)
+        result = MsiViewExecute(view, 0);
+    if (result == ERROR_SUCCESS)
+        result = MsiViewModify(view, MSIMODIFY_ASSIGN, record);
+    if (view)
+        MsiCloseHandle(view);
+    MsiCloseHandle(record);
+    return result;
+}
+
+class TemporaryCopy {
+public:
+    ~TemporaryCopy()
+    {
+        if (!m_path.empty())
+            DeleteFileW(m_path.c_str());
+    }
+    bool Make(const std::wstring& source)
+    {
+        wchar_t folder[MAX_PATH + 1];
+        wchar_t name[MAX_PATH + 1];
+        if (!GetTempPathW(MAX_PATH + 1, folder) || !GetTempFileNameW(folder, L"qvi", 0, name))
+            return false;
+        m_path = name;
+        return CopyFileW(source.c_str(), name, FALSE) && SetFileAttributesW(name, FILE_ATTRIBUTE_NORMAL);
+    }
+    const std::wstring& Path() const { return m_path; }
+
+private:
+    std::wstring m_path;
+};
+
+int Run(const Options& options)
+{
+    const std::wstring package = FullPath(options.package);
+    if (!IsFile(package))
+        return UsageError(L"cannot open " + options.package + L": no such file");
+    std::wstring reference;
+    if (!options.noReference) {
+        reference = options.reference.empty() ? ModuleFolder() + L"QvIce.cub" : FullPath(options.reference);
+        if (!IsFile(reference))
+            return UsageError(L"cannot open " + reference + L": no such file");
+    }
+
+    TemporaryCopy copy;
+    if (!copy.Make(package))
+        return UsageError(L"cannot copy " + options.package + L" to the temporary folder");
+
+    MSIHANDLE database = 0;
+    if (MsiOpenDatabaseW(copy.Path().c_str(), MSIDBOPEN_TRANSACT, &database) != ERROR_SUCCESS)
+        return UsageError(L"cannot open " + options.package + L": not an installer database");
+    if (!reference.empty()) {
+        MSIHANDLE cub = 0;
+        if (MsiOpenDatabaseW(reference.c_str(), MSIDBOPEN_READONLY, &cub) != ERROR_SUCCESS) {
+            MsiCloseHandle(database);
+            return UsageError(L"cannot open " + reference + L": not an installer database");
+        }
+        // Conflicting rows are recorded in the conflict table; the rest merges.
+        const UINT merged = MsiDatabaseMergeW(database, cub, kConflictTable);
+        if (merged != ERROR_SUCCESS && merged != ERROR_FUNCTION_FAILED)
+            std::fprintf(stderr, "qvice: note: some reference tables differ in their columns from the "
+                                 "package's and were not merged (error %u)\n", merged);
+        MsiCloseHandle(cub);
+    }
+    if (options.debug && SetPropertyRow(database, kDebugProperty, L"1") != ERROR_SUCCESS) {
+        MsiCloseHandle(database);
+        return UsageError(L"cannot add the Property row " + std::wstring(kDebugProperty));
+    }
+    for (const auto& name : options.checks)
+        if (!HasAction(database, name)) {
+            MsiCloseHandle(database);
+            return UsageError(L"unknown check " + name + L" (see qvice list)");
+        }
+    const UINT committed = MsiDatabaseCommit(database);
+    MsiCloseHandle(database);
+    if (committed != ERROR_SUCCESS)
+        return UsageError(L"cannot write the temporary copy of " + options.package);
+
+    Output output;
+    output.quiet = options.quiet;
+    MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+    MsiSetExternalUIW(Handler, INSTALLLOGMODE_USER, &output);
+
+    MSIHANDLE session = 0;
+    const UINT opened = MsiOpenPackageW(copy.Path().c_str(), &session);
+    if (opened != ERROR_SUCCESS)
+        return UsageError(L"cannot open a session over " + options.package + L" (error " +
+                          std::to_wstring(opened) + L")");
+    const std::wstring source = FolderOf(package);
+    MsiSetPropertyW(session, L"SourceDir", source.c_str());
+    MsiSetPropertyW(session, L"SOURCEDIR", source.c_str());
+
+    const std::vector<std::wstring> order = options.checks.empty() ? SequencedActions(session) : options.checks;
+    for (const auto& name : order)
+        MsiDoActionW(session, name.c_str());
+
+    MsiCloseHandle(session);
+    MsiSetExternalUIW(nullptr, 0, nullptr);
+    return output.worst;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv)
+{
+    // Lines go out as UTF-8 bytes with LF alone, as the native tool writes them.
+    _setmode(_fileno(stdout), _O_BINARY);
+    _setmode(_fileno(stderr), _O_BINARY);
+
+    std::vector<std::wstring> args(argv + 1, argv + argc);
+    if (args.empty()) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    if (args[0] == L"-h" || args[0] == L"--help" || args[0] == L"help") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (args[0] == L"--version") {
+        std::puts("qvice " QVICE_VERSION);
+        return 0;
+    }
+
+    Options options;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::wstring& a = args[i];
+        if (a == L"--checks") {
+            if (i + 1 >= args.size() || (options.checks = SplitNames(args[++i])).empty())
+                return UsageError(L"--checks needs a list of check names");
+        } else if (a == L"--reference") {
+            if (i + 1 >= args.size())
+                return UsageError(L"--reference needs a file");
+            options.reference = args[++i];
+        } else if (a == L"--no-reference") {
+            options.noReference = true;
+        } else if (a == L"--debug") {
+            options.debug = true;
+        } else if (a == L"--quiet") {
+            options.quiet = true;
+        } else if (!a.empty() && a[0] == L'-') {
+            return UsageError(L"unknown option " + a + L" (see qvice --help)");
+        } else if (options.package.empty()) {
+            options.package = a;
+        } else {
+            return UsageError(L"one package at a time (got " + options.package + L" and " + a + L")");
+        }
+    }
+    if (options.package.empty())
+        return UsageError(L"no package given (see qvice --help)");
+    if (options.noReference && !options.reference.empty())
+        return UsageError(L"--reference and --no-reference exclude each other");
+    return Run(options);
+}
