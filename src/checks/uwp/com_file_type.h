@@ -1,8 +1,11 @@
-// COM and file type checks.
+// COM and file type checks: COM registration in tables and raw registry
+// rows (QVUWP10), extensions that the package lists as reserved (QVUWP20).
 #pragma once
 
 #include "framework/exports.h"
 #include "framework/vice_base.h"
+
+struct RegistryEntry;
 
 class CQVAppx10 : public CQVViceBase {
 public:
@@ -15,6 +18,10 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    // A key below the CLSID, Interface or TypeLib keys of the classes root,
+    // or of Software\Classes (native or Wow6432Node) of the user or machine.
+    static bool IsComRegistryKey(const RegistryEntry& entry);
 };
 
 class CQVAppx20 : public CQVViceBase {
