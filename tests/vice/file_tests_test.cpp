@@ -148,4 +148,17 @@ TEST(FileTests, LoadKeepsOneEntryPerTestIgnoringCaseAndMatchGivesItsValue)
     EXPECT_THROW(CQVViceBase::MatchFileTests(L"README", tests, value), std::regex_error);
 }
 
+TEST(FileTests, AFailedReadOfTheTestsEscapesTheConstructor)
+{
+    // Without a Vice column the query cannot open; the fetch on the empty
+    // view raises before the export's handlers exist.
+    qvtest::TempDir dir;
+    const std::string msi = qvtest::BuildPackage(
+        dir, "package",
+        {"CREATE TABLE `_QvViceFileTestEntries` (`Check` CHAR(72) NOT NULL, `Test` CHAR(255) PRIMARY KEY `Check`)",
+         Insert("_QvViceFileTestEntries", {"Check", "Test"}, {"QVVICE01", "x"})});
+    qvtest::Session session(msi);
+    EXPECT_THROW(CQVVice01 check(session.handle()), com_exception);
+}
+
 }  // namespace
