@@ -9,6 +9,7 @@
 # package whose other files come from elsewhere.
 # Usage: bench/full_run.sh [BUILD_DIR] [DIVISOR]   (default build/native, 1;
 #        a DIVISOR of 10 makes every size ten times smaller, for a quick look)
+#        QV_BENCH_SLOWEST=N adds a second run that lists the N slowest checks.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build/native}
@@ -98,6 +99,15 @@ for size in quarter full; do
     printf '         all checks %8.2f s (%d lines); floor %6.2f s (dump %.2f s + cabextract -t %.2f s); ratio %.2f\n' \
         "$t" "${lines[$size]}" "${floor[$size]}" "$dump" "$cab" "$(echo "$t / ${floor[$size]}" | bc -l)"
     if [ -n "${QV_BENCH_KEEP:-}" ]; then cp "$dir/out.txt" "$QV_BENCH_KEEP.$size.txt"; fi
+    if [ -n "${QV_BENCH_SLOWEST:-}" ]; then
+        # Where the time goes: qvice's status line (on a terminal) tells when each check starts.
+        printf '         slowest checks:'
+        { script -qec "'$qvice' '$dir/p.msi' > /dev/null" /dev/null < /dev/null || true; } | tr '\r' '\n' |
+            sed -n 's/^.*qvice: \([A-Z0-9]*\) on .*, \([0-9.]*\) s$/\1 \2/p' |
+            awk '!seen[$1]++ {if (n) d[name] = $2 - t; name = $1; t = $2; n++} {last = $2}
+                 END {d[name] = last - t; for (c in d) print d[c], c}' |
+            sort -rn | awk -v n="$QV_BENCH_SLOWEST" 'NR <= n {printf " %s %.1f s", $2, $1} END {print ""}'
+    fi
     rm -rf "$dir/one" "$dir/two"
 done
 printf 'ratio all checks / floor at the full size: %.2f (target <= 3)\n' \
