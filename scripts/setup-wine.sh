@@ -69,7 +69,11 @@ for round in $(seq 1 20); do
       apt-cache madison "$sib" 2>/dev/null | grep -q " $vi " && pin[$sib]=$vi
     done
   done
-  [ $added -eq 1 ] || break
+  if [ $added -eq 0 ]; then
+    echo "setup-wine: the resolver still refuses, with ${#pin[@]} versions pinned:"
+    printf '%s\n' "$out" | grep -E '^ |^E:' | head -20
+    break
+  fi
 done
 
 echo "setup-wine: FAILED: wine32:i386 could not be installed; the wine tests will not run"

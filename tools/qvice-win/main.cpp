@@ -19,8 +19,10 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cwchar>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,35 +30,42 @@ namespace {
 
 const char kUsage[] =
     "Usage:\n"
-    "  qvice.exe [OPTIONS] PACKAGE  run the checks on PACKAGE and print each finding line\n"
+    "  qvice.exe [OPTIONS] PACKAGE...  run the checks on each PACKAGE and write each finding line\n"
     "\n"
     "Options:\n"
-    "  --checks NAMES      comma-separated check names, run in that order (default: all, in the\n"
+    "  --checks LIST       comma-separated check names and families (bp, ice, vice, uwp), run in\n"
+    "                      that order; -NAME or -FAMILY leaves checks out (default: all, in the\n"
     "                      order of the cub's _ICESequence)\n"
+    "  --min-type N        keep only lines of message type N or lower (0 failure, 1 error,\n"
+    "                      2 warning, 3 information)\n"
+    "  --quiet             leave out lines of type 3 (the same as --min-type 2)\n"
+    "  --format text       the lines as delivered (the only format of qvice.exe)\n"
+    "  -o, --output FILE   write the output to FILE instead of standard output\n"
+    "  -j, --jobs N        accepted; qvice.exe checks one package after the other\n"
     "  --reference FILE    merge this validation database instead of QvIce.cub beside qvice.exe\n"
     "  --no-reference      merge nothing: the package must carry the checks' custom actions\n"
     "  --debug             act as if the Property table had the row _QV_DEBUGGING_ACTION\n"
-    "  --quiet             leave out lines of type 3 (information)\n"
     "  -h, --help          show this help\n"
     "  --version           show the version\n"
     "\n"
-    "Exit status: 0 when no finding of type 0 or 1 was delivered, 1 when one was,\n"
-    "2 when the package or the options cannot be used.\n";
+    "Exit status: 0 when no line of type 0 or 1 was kept, 1 when one was, 2 when a package\n"
+    "or the options cannot be used (the worst over all packages).\n";
 
 const wchar_t kConflictTable[] = L"_QvMergeConflicts";
 const wchar_t kDebugProperty[] = L"_QV_DEBUGGING_ACTION";
 
 struct Options {
-    std::wstring package;
-    std::vector<std::wstring> checks;
+    std::vector<std::wstring> packages;
+    std::vector<std::wstring> checks;    // names and families, in order; "-" leaves out
     std::wstring reference;
     bool noReference = false;
     bool debug = false;
-    bool quiet = false;
+    int maxType = 3;
 };
 
 struct Output {
-    bool quiet = false;
+    std::FILE* file = stdout;
+    int maxType = 3;
     int worst = 0;
 };
 
@@ -96,13 +105,13 @@ int WINAPI Handler(LPVOID context, UINT type, LPCWSTR message)
         return 0;
     auto* output = static_cast<Output*>(context);
     const int lineType = LineType(message);
+    if (lineType > output->maxType)
+        return IDOK;
     if (lineType == 0 || lineType == 1)
         output->worst = 1;
-    if (output->quiet && lineType == 3)
-        return IDOK;
     const std::string line = Utf8(message) + "\n";
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
+    std::fwrite(line.data(), 1, line.size(), output->file);
+    std::fflush(output->file);
     return IDOK;
 }
 
@@ -210,6 +219,73 @@ bool HasAction(MSIHANDLE database, const std::wstring& name)
     return found;
 }
 
+// The family of a check, by its name: bp, ice, vice or uwp.
+std::wstring FamilyOf(const std::wstring& name)
+{
+    for (const auto& [prefix, family] : {std::pair{L"QVBP", L"bp"}, std::pair{L"QVICE", L"ice"},
+                                         std::pair{L"QVVICE", L"vice"}, std::pair{L"QVUWP", L"uwp"}})
+        if (name.compare(0, std::wcslen(prefix), prefix) == 0)
+            return family;
+    return {};
+}
+
+bool IsFamily(const std::wstring& item)
+{
+    return item == L"bp" || item == L"ice" || item == L"vice" || item == L"uwp";
+}
+
+// Every action of _ICESequence by Sequence, conditions aside.
+std::vector<std::wstring> AllActions(MSIHANDLE database)
+{
+    std::vector<std::wstring> names;
+    MSIHANDLE view = 0;
+    if (MsiDatabaseOpenViewW(database, L"SELECT `Action` FROM `_ICESequence` ORDER BY `Sequence`", &view) ==
+            ERROR_SUCCESS &&
+        MsiViewExecute(view, 0) == ERROR_SUCCESS) {
+        MSIHANDLE record = 0;
+        while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
+            wchar_t action[80] = {0};
+            DWORD size = 80;
+            MsiRecordGetStringW(record, 1, action, &size);
+            names.emplace_back(action);
+            MsiCloseHandle(record);
+        }
+    }
+    if (view)
+        MsiCloseHandle(view);
+    return names;
+}
+
+// The --checks list against the merged database: the names to run in order
+// and the names left out. An empty text when it is good, else the reason.
+std::wstring ResolveChecks(MSIHANDLE database, const std::vector<std::wstring>& items,
+                           std::vector<std::wstring>& run, std::set<std::wstring>& excluded)
+{
+    const std::vector<std::wstring> all = AllActions(database);
+    for (std::wstring item : items) {
+        const bool exclude = item[0] == L'-';
+        if (exclude)
+            item.erase(0, 1);
+        std::vector<std::wstring> names;
+        if (IsFamily(item)) {
+            for (const auto& name : all)
+                if (FamilyOf(name) == item)
+                    names.push_back(name);
+        } else if (HasAction(database, item)) {
+            names.push_back(item);
+        } else {
+            return L"unknown check " + item + L" (see qvice list)";
+        }
+        for (const auto& name : names) {
+            if (exclude)
+                excluded.insert(name);
+            else if (std::find(run.begin(), run.end(), name) == run.end())
+                run.push_back(name);
+        }
+    }
+    return {};
+}
+
 // Sets a Property row, inserting it or changing its value.
 UINT SetPropertyRow(MSIHANDLE database, const wchar_t* name, const wchar_t* value)
 {
@@ -256,11 +332,13 @@ private:
     std::wstring m_path;
 };
 
-int Run(const Options& options)
+// Runs the checks over one package. 2 when the package cannot be used,
+// else 0 (the lines decide between 0 and 1).
+int Run(const Options& options, const std::wstring& given, Output& output)
 {
-    const std::wstring package = FullPath(options.package);
+    const std::wstring package = FullPath(given);
     if (!IsFile(package))
-        return UsageError(L"cannot open " + options.package + L": no such file");
+        return UsageError(L"cannot open " + given + L": no such file");
     std::wstring reference;
     if (!options.noReference) {
         reference = options.reference.empty() ? ModuleFolder() + L"QvIce.cub" : FullPath(options.reference);
@@ -270,11 +348,11 @@ int Run(const Options& options)
 
     TemporaryCopy copy;
     if (!copy.Make(package))
-        return UsageError(L"cannot copy " + options.package + L" to the temporary folder");
+        return UsageError(L"cannot copy " + given + L" to the temporary folder");
 
     MSIHANDLE database = 0;
     if (MsiOpenDatabaseW(copy.Path().c_str(), MSIDBOPEN_TRANSACT, &database) != ERROR_SUCCESS)
-        return UsageError(L"cannot open " + options.package + L": not an installer database");
+        return UsageError(L"cannot open " + given + L": not an installer database");
     if (!reference.empty()) {
         MSIHANDLE cub = 0;
         if (MsiOpenDatabaseW(reference.c_str(), MSIDBOPEN_READONLY, &cub) != ERROR_SUCCESS) {
@@ -292,37 +370,40 @@ int Run(const Options& options)
         MsiCloseHandle(database);
         return UsageError(L"cannot add the Property row " + std::wstring(kDebugProperty));
     }
-    for (const auto& name : options.checks)
-        if (!HasAction(database, name)) {
-            MsiCloseHandle(database);
-            return UsageError(L"unknown check " + name + L" (see qvice list)");
-        }
+    std::vector<std::wstring> chosen;
+    std::set<std::wstring> excluded;
+    const std::wstring reason = ResolveChecks(database, options.checks, chosen, excluded);
+    if (!reason.empty()) {
+        MsiCloseHandle(database);
+        return UsageError(reason);
+    }
     const UINT committed = MsiDatabaseCommit(database);
     MsiCloseHandle(database);
     if (committed != ERROR_SUCCESS)
-        return UsageError(L"cannot write the temporary copy of " + options.package);
+        return UsageError(L"cannot write the temporary copy of " + given);
 
-    Output output;
-    output.quiet = options.quiet;
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
     MsiSetExternalUIW(Handler, INSTALLLOGMODE_USER, &output);
 
     MSIHANDLE session = 0;
     const UINT opened = MsiOpenPackageW(copy.Path().c_str(), &session);
-    if (opened != ERROR_SUCCESS)
-        return UsageError(L"cannot open a session over " + options.package + L" (error " +
-                          std::to_wstring(opened) + L")");
+    if (opened != ERROR_SUCCESS) {
+        MsiSetExternalUIW(nullptr, 0, nullptr);
+        return UsageError(L"cannot open a session over " + given + L" (error " + std::to_wstring(opened) + L")");
+    }
     const std::wstring source = FolderOf(package);
     MsiSetPropertyW(session, L"SourceDir", source.c_str());
     MsiSetPropertyW(session, L"SOURCEDIR", source.c_str());
 
-    const std::vector<std::wstring> order = options.checks.empty() ? SequencedActions(session) : options.checks;
-    for (const auto& name : order)
-        MsiDoActionW(session, name.c_str());
+    if (chosen.empty())
+        chosen = SequencedActions(session);
+    for (const auto& name : chosen)
+        if (!excluded.count(name))
+            MsiDoActionW(session, name.c_str());
 
     MsiCloseHandle(session);
     MsiSetExternalUIW(nullptr, 0, nullptr);
-    return output.worst;
+    return 0;
 }
 
 }  // namespace
@@ -348,32 +429,58 @@ int wmain(int argc, wchar_t** argv)
     }
 
     Options options;
+    std::wstring outputPath;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::wstring& a = args[i];
+        const bool hasValue = i + 1 < args.size();
         if (a == L"--checks") {
-            if (i + 1 >= args.size() || (options.checks = SplitNames(args[++i])).empty())
+            if (!hasValue || (options.checks = SplitNames(args[++i])).empty())
                 return UsageError(L"--checks needs a list of check names");
+        } else if (a == L"--min-type") {
+            if (!hasValue || args[i + 1].size() != 1 || args[i + 1][0] < L'0' || args[i + 1][0] > L'3')
+                return UsageError(L"--min-type needs a message type from 0 to 3");
+            options.maxType = args[++i][0] - L'0';
+        } else if (a == L"--quiet") {
+            options.maxType = std::min(options.maxType, 2);
+        } else if (a == L"--format") {
+            if (!hasValue)
+                return UsageError(L"--format needs text, json or sarif");
+            if (args[++i] != L"text")
+                return UsageError(L"--format " + args[i] + L": qvice.exe writes text only");
+        } else if (a == L"-o" || a == L"--output") {
+            if (!hasValue)
+                return UsageError(a + L" needs a file");
+            outputPath = args[++i];
+        } else if (a == L"-j" || a == L"--jobs") {
+            if (!hasValue || std::wcstol(args[++i].c_str(), nullptr, 10) < 1)
+                return UsageError(L"--jobs needs a number of 1 or more");
         } else if (a == L"--reference") {
-            if (i + 1 >= args.size())
+            if (!hasValue)
                 return UsageError(L"--reference needs a file");
             options.reference = args[++i];
         } else if (a == L"--no-reference") {
             options.noReference = true;
         } else if (a == L"--debug") {
             options.debug = true;
-        } else if (a == L"--quiet") {
-            options.quiet = true;
         } else if (!a.empty() && a[0] == L'-') {
             return UsageError(L"unknown option " + a + L" (see qvice --help)");
-        } else if (options.package.empty()) {
-            options.package = a;
         } else {
-            return UsageError(L"one package at a time (got " + options.package + L" and " + a + L")");
+            options.packages.push_back(a);
         }
     }
-    if (options.package.empty())
+    if (options.packages.empty())
         return UsageError(L"no package given (see qvice --help)");
     if (options.noReference && !options.reference.empty())
         return UsageError(L"--reference and --no-reference exclude each other");
-    return Run(options);
+
+    Output output;
+    output.maxType = options.maxType;
+    if (!outputPath.empty() && !(output.file = _wfopen(outputPath.c_str(), L"wb")))
+        return UsageError(L"cannot write " + outputPath);
+    int status = 0;
+    for (const auto& package : options.packages)
+        status = std::max(status, Run(options, package, output));
+    if (output.file != stdout)
+        std::fclose(output.file);
+    return std::max(status, output.worst);
 }
