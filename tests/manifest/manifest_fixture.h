@@ -78,7 +78,8 @@ private:
                 petest::Run("cd " + q + " && i686-w64-mingw32-windres " + name + ".rc -O coff -o " + name + ".res.o");
                 objects += " " + name + ".res.o";
             }
-            petest::Run("cd " + q + " && i686-w64-mingw32-gcc -s " + objects + " -o " + name);
+            petest::Run("cd " + q + " && i686-w64-mingw32-gcc -s " + objects + " -o " + name + ".exe && mv " + name +
+                        ".exe " + name);
         }
         std::filesystem::create_directories(d + "/cab");
         std::ofstream(d + "/cab/manifest.xml") << Manifest("asInvoker", "false");

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "inspect/content_inspector.h"
+#include "inspect/xml_document.h"
 
 namespace {
 
@@ -65,7 +66,90 @@ CQVIce11::CQVIce11(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}
 CQVIce11::~CQVIce11() = default;
 _stringx<> CQVIce11::GetName() const { return Name; }
 _stringx<> CQVIce11::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVIce11::Validate() {}
+void CQVIce11::Validate()
+{
+    LoadRules();
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kManifestExtension)) {
+        const _stringx<> manifestPath = file->GetManifestPath();
+        // The extracted manifest is the check's to delete.
+        TemporaryPath manifest(manifestPath);
+        TestFile(*file, manifestPath);
+    }
+}
+
+void CQVIce11::LoadRules()
+{
+    // Opened without a presence test: a missing table ends the check.
+    ForEachRow(
+        m_database,
+        [this](MSIHANDLE record) {
+            ManifestRule rule;
+            rule.xpath = RecordFieldString(record, 2);
+            if (rule.xpath == L" ")
+                rule.xpath.clear();
+            rule.attributes = MsiRecordGetInteger(record, 3);
+            rule.message = RecordFieldString(record, 4);
+            _stringx<qv::char_traitsi> extension(RecordFieldString(record, 1).c_str());
+            if (extension.find(L'.') != 0)
+                extension.insert(0, 1, L'.');
+            m_rules[extension].push_back(rule);
+        },
+        L"SELECT * FROM `%s`", L"_QVManifest");
+}
+
+void CQVIce11::TestFile(const PackageFile& file, const _stringx<>& manifestPath)
+{
+    const _stringx<> extension = FileNameExtension(file.GetFileName());
+    const auto rules = m_rules.find(_stringx<qv::char_traitsi>(extension.c_str(), extension.size()));
+    if (rules == m_rules.end())
+        return;
+
+    // A manifest that will not load counts as no manifest.
+    qv::XmlDocument document;
+    bool haveDocument = false;
+    if (!manifestPath.empty()) {
+        DebugLine(L"Instantiating MSXML");
+        int version = 0;
+        if (SUCCEEDED(document.Create(version))) {
+            DebugLine(L"Loading manifest file");
+            bool loaded = false;
+            const HRESULT hr = document.Load(manifestPath, loaded);
+            if (FAILED(hr) || !loaded) {
+                document.Release();
+            } else {
+                document.SetProperty(L"SelectionNamespaces",
+                                     L"xmlns:v1='urn:schemas-microsoft-com:asm.v1' "
+                                     L"xmlns:v2='urn:schemas-microsoft-com:asm.v2' "
+                                     L"xmlns:v3='urn:schemas-microsoft-com:asm.v3'");
+                haveDocument = true;
+            }
+        }
+    }
+
+    for (const ManifestRule& rule : rules->second) {
+        bool found = false;
+        if (rule.xpath.empty()) {
+            found = haveDocument;
+        } else if (!haveDocument) {
+            continue;  // content rules are not judged without a manifest
+        } else {
+            qv::XmlNode node;
+            const HRESULT hr = document.SelectSingleNode(rule.xpath.c_str(), node);
+            found = SUCCEEDED(hr) && !node.IsNull();
+        }
+        const bool matchIsFinding = (rule.attributes & 2) != 0;
+        if (found != matchIsFinding)
+            continue;
+        _stringx<> text = rule.message;
+        const _stringx<> name = file.GetFileName();
+        const _stringx<> component = file.GetComponent();
+        const _stringx<>* const args[] = {&name, &component, &rule.xpath};
+        FillPlaceholders(text, args, 3);
+        m_location = {L"File", L"File", file.GetKey()};
+        ReportText(text, (rule.attributes & 1) ? 1 : 2);
+    }
+}
 QV_CHECK_EXPORT(QVICE11, CQVIce11)
 
 CQVIce16::CQVIce16(MSIHANDLE hInstall) : CQVIceBase(hInstall) {}

@@ -1,6 +1,10 @@
 // Executable content checks of the logo family.
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <vector>
+
 #include "framework/check_base.h"
 #include "framework/exports.h"
 
@@ -17,6 +21,17 @@ public:
     void Validate() override;
 };
 
+class PackageFile;
+
+// One row of _QVManifest: a query over the manifest (empty: "has a
+// manifest"), the finding's text, and bit 1 error rather than warning, bit 2
+// a match rather than a missing match is the finding.
+struct ManifestRule {
+    _stringx<> xpath;
+    _stringx<> message;
+    int32_t attributes = 0;
+};
+
 class CQVIce11 : public CQVIceBase {
 public:
     static constexpr const wchar_t* Name = L"QVICE11";
@@ -28,6 +43,13 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+private:
+    void LoadRules();
+    void TestFile(const PackageFile& file, const _stringx<>& manifestPath);
+
+    // Extension with its leading "." to its rules in table order.
+    std::map<_stringx<qv::char_traitsi>, std::vector<ManifestRule>> m_rules;
 };
 
 class CQVIce16 : public CQVIceBase {

@@ -1,8 +1,8 @@
-// App package executable content checks. QVUWP08 and QVUWP09 (manifests)
-// run their banner only until their reader lands.
+// App package executable content checks.
 #include "checks/uwp/executable_content.h"
 
 #include "inspect/content_inspector.h"
+#include "inspect/xml_document.h"
 
 namespace {
 
@@ -45,14 +45,64 @@ CQVAppx08::CQVAppx08(MSIHANDLE hInstall, const _stringx<>& name) : CQVViceBase(n
 CQVAppx08::~CQVAppx08() = default;
 _stringx<> CQVAppx08::GetName() const { return Name; }
 _stringx<> CQVAppx08::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVAppx08::Validate() {}
+_stringx<> CQVAppx08::GetManifestAttributeName() const { return L"level"; }
+_stringx<> CQVAppx08::GetExpectedAttributeValue() const { return L"asInvoker"; }
+UINT CQVAppx08::GetFindingMessage() const { return 277; }
+
+void CQVAppx08::Validate()
+{
+    ContentInspector inspector(this);
+    for (const auto& [owned, file] : inspector.GetFiles(kExeExtension)) {
+        if (file == nullptr)
+            continue;
+        const _stringx<> manifestPath = file->GetManifestPath();
+        if (manifestPath.empty())
+            continue;
+        // Deletes the extracted manifest after the test.
+        TemporaryPath manifest(manifestPath);
+        TestManifest(file->GetKey(), file->GetFileName(), file->GetComponent(), manifestPath);
+    }
+}
+
+// Every DOM failure ends the test for this file with nothing reported: a
+// manifest that is no XML, or has no requestedExecutionLevel, is in the
+// clear.
+void CQVAppx08::TestManifest(const _stringx<>& fileKey, const _stringx<>& fileName, const _stringx<>& component,
+                             const _stringx<>& manifestPath)
+{
+    DebugLine(L"Instantiating MSXML");
+    qv::XmlDocument document;
+    int version = 0;
+    if (FAILED(document.Create(version)))
+        return;
+    DebugLine(L"Loading manifest file");
+    bool loaded = false;
+    if (document.Load(manifestPath, loaded) != S_OK || !loaded)
+        return;
+    if (FAILED(document.SetProperty(L"SelectionLanguage", L"XPath")))
+        return;
+    qv::XmlNode level;
+    if (document.SelectSingleNode(L"//*[local-name() = 'requestedExecutionLevel']", level) != S_OK)
+        return;
+    // A missing attribute reads as the empty text, which differs from the
+    // expected value: so no uiAccess at all is a finding of QVUWP09.
+    _stringx<> value;
+    if (FAILED(level.GetAttribute(GetManifestAttributeName().c_str(), value)))
+        return;
+    if (value == GetExpectedAttributeValue())
+        return;
+    m_location = {L"File", L"File", fileKey};
+    ReportMessage(GetFindingMessage(), fileName, component, Severity);
+}
 QV_CHECK_EXPORT_NAMED(QVUWP08, CQVAppx08)
 
 CQVAppx09::CQVAppx09(MSIHANDLE hInstall) : CQVAppx08(hInstall, Name) {}
 CQVAppx09::~CQVAppx09() = default;
 _stringx<> CQVAppx09::GetName() const { return Name; }
 _stringx<> CQVAppx09::GetDescription() const { return LoadMessage(DescriptionId); }
-void CQVAppx09::Validate() {}
+_stringx<> CQVAppx09::GetManifestAttributeName() const { return L"uiAccess"; }
+_stringx<> CQVAppx09::GetExpectedAttributeValue() const { return L"false"; }
+UINT CQVAppx09::GetFindingMessage() const { return 279; }
 QV_CHECK_EXPORT(QVUWP09, CQVAppx09)
 
 CQVAppx11::CQVAppx11(MSIHANDLE hInstall) : CQVViceBase(Name, hInstall) {}

@@ -41,6 +41,16 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    // What the manifest walk reads from requestedExecutionLevel, what it
+    // expects there, and what it reports otherwise.
+    virtual _stringx<> GetManifestAttributeName() const;
+    virtual _stringx<> GetExpectedAttributeValue() const;
+    virtual UINT GetFindingMessage() const;
+
+private:
+    void TestManifest(const _stringx<>& fileKey, const _stringx<>& fileName, const _stringx<>& component,
+                      const _stringx<>& manifestPath);
 };
 
 class CQVAppx09 : public CQVAppx08 {
@@ -53,7 +63,9 @@ public:
 
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
-    void Validate() override;
+    _stringx<> GetManifestAttributeName() const override;
+    _stringx<> GetExpectedAttributeValue() const override;
+    UINT GetFindingMessage() const override;
 };
 
 class CQVAppx11 : public CQVViceBase {
