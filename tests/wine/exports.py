@@ -20,14 +20,20 @@ failures = []
 expected = ['QVBP%02d' % i for i in range(1, 21)] + ['QVICE%02d' % i for i in range(1, 27)] + \
            ['QVUWP%02d' % i for i in range(1, 21)] + ['QVVICE%02d' % i for i in range(1, 20)]
 dump = subprocess.run([objdump, '-p', dll], capture_output=True, text=True, check=True).stdout
-table = dump.split('[Ordinal/Name Pointer] Table', 1)[1].split('\n\n', 1)[0]
+table = (dump.split('[Ordinal/Name Pointer] Table', 1) + [''])[1].split('\n\n', 1)[0]
 exports = re.findall(r'^\s*\[\s*\d+\] (\S+)$', table, re.M)
 if exports != sorted(expected):
     failures.append('exports differ: missing %s, extra %s' %
                     (sorted(set(expected) - set(exports)), sorted(set(exports) - set(expected))))
 
+# Only system libraries: the compiler's run time is linked in.
+imports = sorted(set(n.lower() for n in re.findall(r'DLL Name: (\S+)', dump)))
+runtime = [n for n in imports if re.match(r'lib(gcc|stdc\+\+|winpthread)', n)]
+if runtime:
+    failures.append('imports compiler run-time libraries %s' % runtime)
+
 # String table blocks: block n holds ids (n-1)*16 .. n*16-1.
-rsrc = dump.split('The .rsrc Resource Directory section:', 1)[1]
+rsrc = (dump.split('The .rsrc Resource Directory section:', 1) + [''])[1]
 types = re.findall(r'^\S+ {3}Entry: ID: (0x[0-9a-f]+), Value', rsrc, re.M)
 blocks = [int(b, 16) for b in re.findall(r'^\S+ {5}Entry: ID: (0x[0-9a-f]+), Value', rsrc, re.M)]
 if [int(t, 16) for t in types] != [6] or blocks != list(range(103 // 16 + 1, 301 // 16 + 2)):
@@ -80,6 +86,6 @@ for ident in sorted(set(texts) | set(strings)):
 
 for failure in failures:
     print('FAIL: ' + failure)
-print('exports: %d, strings: %d (ids %d-%d)' % (len(exports), len(strings), min(strings, default=0),
-                                                max(strings, default=0)))
+print('exports: %d, strings: %d (ids %d-%d), imports: %s' % (len(exports), len(strings), min(strings, default=0),
+                                                            max(strings, default=0), ' '.join(imports)))
 sys.exit(1 if failures else 0)
