@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -87,6 +88,61 @@ private:
 
     qvtest::TempDir m_dir;
     std::string m_ca;
+};
+
+// Assemblies compiled with mcs (CLR 4); the CLR 2 one is the attribute-less
+// assembly with its metadata version text rewritten, since only the version 4
+// profile is installed.
+class Assemblies {
+public:
+    static const Assemblies& Get()
+    {
+        static Assemblies material;
+        return material;
+    }
+    std::string Path(const std::string& name) const { return m_dir.path() + "/" + name; }
+
+private:
+    Assemblies()
+    {
+        const std::string q = qvtest::ShellQuote(m_dir.path());
+        auto source = [&](const std::string& name, const std::string& text) { std::ofstream(Path(name)) << text; };
+        const std::string main = "class P { static void Main() {} }\n";
+        const std::string target = "[assembly: System.Runtime.Versioning.TargetFramework(";
+        source("fx45.cs", target + "\".NETFramework,Version=v4.5\", FrameworkDisplayName = \".NET Framework 4.5\")]\n" + main);
+        source("core.cs", target + "\".NETCoreApp,Version=v1.0\")]\n");
+        source("std.cs", target + "\".NETStandard,Version=v1.6\")]\n");
+        source("none.cs", main);
+        // Attribute types of another assembly whose names differ from the
+        // framework's only in case, one taking an integer.
+        source("fake.cs", "namespace System.Runtime.Versioning {\n"
+                          "public class TARGETFRAMEWORKATTRIBUTE : System.Attribute { public TARGETFRAMEWORKATTRIBUTE(int v) {} }\n"
+                          "public class targetframeworkattribute : System.Attribute { public targetframeworkattribute(string s) {} }\n}\n");
+        source("intctor.cs", "[assembly: System.Runtime.Versioning.TARGETFRAMEWORKATTRIBUTE(5)]\n" + main);
+        source("lower.cs", "[assembly: System.Runtime.Versioning.targetframeworkattribute(\"Lower Case\")]\n" + main);
+        // The attribute's type defined in the assembly itself: no member reference.
+        source("local.cs", "namespace System.Runtime.Versioning {\n"
+                           "public class TargetFrameworkAttribute : System.Attribute { public TargetFrameworkAttribute(string s) {} }\n}\n"
+                           "[assembly: System.Runtime.Versioning.TargetFrameworkAttribute(\"Local\")]\n" + main);
+        const std::string mcs = "cd " + q + " && mcs -sdk:4 -nowarn:436 ";
+        Run(mcs + "-out:fx45.exe fx45.cs");
+        Run(mcs + "-target:library -out:core.dll core.cs");
+        Run(mcs + "-target:library -out:std.dll std.cs");
+        Run(mcs + "-out:none.exe none.cs");
+        Run(mcs + "-target:library -out:fake.dll fake.cs");
+        Run(mcs + "-r:fake.dll -out:intctor.exe intctor.cs");
+        Run(mcs + "-r:fake.dll -out:lower.exe lower.cs");
+        Run(mcs + "-out:local.exe local.cs");
+        Bytes clr2 = ReadFile(Path("none.exe"));
+        const std::string from = "v4.0.30319", to = "v2.0.50727";
+        const auto at = std::search(clr2.begin(), clr2.end(), from.begin(), from.end());
+        if (at == clr2.end())
+            throw std::runtime_error("no version text in none.exe");
+        std::copy(to.begin(), to.end(), at);
+        WriteFile(Path("clr2.exe"), clr2);
+    }
+
+    qvtest::TempDir m_dir;
 };
 
 }  // namespace trusttest

@@ -4,6 +4,8 @@
 #include "framework/exports.h"
 #include "framework/vice_base.h"
 
+class PackageFile;
+
 class CQVAppx12 : public CQVViceBase {
 public:
     static constexpr const wchar_t* Name = L"QVUWP12";
@@ -28,4 +30,13 @@ public:
     _stringx<> GetName() const override;
     _stringx<> GetDescription() const override;
     void Validate() override;
+
+    // Forgets the two process-wide inventories (executables, configuration
+    // files), as an unload of the library does.
+    static void ResetInspectors();
+
+private:
+    // Whether the package delivers the assembly's "<target>.config" with a
+    // supportedRuntime version that starts with "v4.".
+    static bool ConfigOptsIntoVersion4(const PackageFile& assembly);
 };
