@@ -72,12 +72,4 @@ TEST(RegistryInventory, AbsentTableHasNoRecords)
     EXPECT_EQ(Probe({groupa::kComponentTable}), (Lines{L"PROBE\t3\tPROBE - registry"}));
 }
 
-TEST(RegistryInventory, RootNames)
-{
-    EXPECT_STREQ(RegistryRootName(-1), L"<undefined>");
-    EXPECT_STREQ(RegistryRootName(3), L"HKEY_USERS");
-    EXPECT_STREQ(RegistryRootName(4), L"");
-    EXPECT_STREQ(RegistryRootName(-2), L"");
-}
-
 }  // namespace

@@ -70,11 +70,6 @@ TEST(ApplicationShortcuts, AdvertisedAndPackageExecutablesCount)
     EXPECT_EQ(AllThree({}), none);
 }
 
-TEST(ApplicationShortcuts, NoShortcutTable)
-{
-    EXPECT_EQ(RunUwp(QVUWP03, kFiles), (Lines{kBanner03, kNone}));
-}
-
 // Each table check reports once at its table, with its own severity.
 TEST(TableChecks, OneFindingForATableWithRows)
 {
