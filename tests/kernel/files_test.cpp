@@ -88,6 +88,48 @@ TEST_F(Files, WriteReadAndSeekRoundTripWithoutByteOrderMark) {
     ASSERT_TRUE(CloseHandle(file));
 }
 
+// A write-only handle that shares nothing gathers small writes; every use
+// of the handle, and a search, must see them in order.
+TEST_F(Files, GatheredWritesAreSeenInOrderByEveryLaterUse) {
+    HANDLE file = open_file(win(L"gather.bin"), GENERIC_WRITE, 0, CREATE_ALWAYS);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    std::string expected;
+    DWORD written = 0;
+    for (int i = 0; i < 300; ++i) {  // 300 pieces of 260 bytes: more than one gathering
+        std::string piece(260, static_cast<char>('a' + i % 26));
+        ASSERT_TRUE(WriteFile(file, piece.data(), 260, &written, nullptr));
+        ASSERT_EQ(written, 260u);
+        expected += piece;
+    }
+    EXPECT_EQ(GetFileSize(file, nullptr), expected.size());
+    ASSERT_TRUE(WriteFile(file, "tail", 4, &written, nullptr));
+    expected += "tail";
+
+    WIN32_FIND_DATAW found{};
+    HANDLE search = FindFirstFileW(win(L"gather.bin").c_str(), &found);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(found.nFileSizeLow, expected.size());
+    FindClose(search);
+
+    ASSERT_TRUE(WriteFile(file, "0123456789", 10, &written, nullptr));
+    EXPECT_EQ(SetFilePointer(file, -6, nullptr, FILE_END), expected.size() + 4);
+    ASSERT_TRUE(SetEndOfFile(file));
+    expected += "0123";
+    const std::string big(8192, 'Z');  // a large write after small ones keeps their order
+    ASSERT_TRUE(WriteFile(file, "mid", 3, &written, nullptr));
+    ASSERT_TRUE(WriteFile(file, big.data(), static_cast<DWORD>(big.size()), &written, nullptr));
+    expected += "mid" + big;
+    ASSERT_TRUE(WriteFile(file, "end", 3, &written, nullptr));
+    expected += "end";
+    // Nothing else may open it, as on Windows.
+    EXPECT_EQ(ERROR_OF(CopyFileW(win(L"gather.bin").c_str(), win(L"copy.bin").c_str(), TRUE)),
+              ERROR_SHARING_VIOLATION);
+    ASSERT_TRUE(WriteFile(file, "!", 1, &written, nullptr));
+    expected += "!";
+    ASSERT_TRUE(CloseHandle(file));
+    EXPECT_EQ(read_posix("gather.bin"), expected);
+}
+
 TEST_F(Files, CreationDispositionsFollowWindows) {
     write_posix("f.txt", "old content");
     EXPECT_EQ(open_error(win(L"f.txt"), GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>
+#include <mutex>
+#include <set>
 #include <string>
 
 #include "platform/posix/kernel/files.h"
@@ -15,7 +17,51 @@
 
 namespace qv::posix {
 
+namespace {
+
+std::mutex g_gathering_lock;
+std::set<FileObject*> g_gathering;  // handles holding gathered bytes
+
+bool write_all(int fd, const char* bytes, size_t count, size_t& done) {
+    done = 0;
+    while (done < count) {
+        ssize_t put = write(fd, bytes + done, count - done);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) return false;
+        done += static_cast<size_t>(put);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool FileObject::flush_pending() {
+    if (pending.empty()) return true;
+    {
+        std::lock_guard<std::mutex> lock(g_gathering_lock);
+        g_gathering.erase(this);
+    }
+    size_t done = 0;
+    bool ok = write_all(fd, pending.data(), pending.size(), done);
+    pending.clear();
+    return ok;
+}
+
+void flush_all_pending() {
+    std::set<FileObject*> files;
+    {
+        std::lock_guard<std::mutex> lock(g_gathering_lock);
+        files.swap(g_gathering);
+    }
+    for (FileObject* file : files) {
+        size_t done = 0;
+        write_all(file->fd, file->pending.data(), file->pending.size(), done);
+        file->pending.clear();
+    }
+}
+
 FileObject::~FileObject() {
+    flush_pending();
     if (delete_on_close) {
         struct stat st;
         if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
@@ -190,6 +236,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
     file->path = path;
     file->access = dwDesiredAccess;
     file->delete_on_close = (dwFlagsAndAttributes & FILE_FLAG_DELETE_ON_CLOSE) != 0;
+    file->gathers_writes = wants_write && !wants_read && dwShareMode == 0 && !S_ISDIR(st.st_mode);
     file->use = std::make_unique<FileUse>(key_of(st), dwDesiredAccess, dwShareMode, false);
     HANDLE handle = register_object(std::move(file));
     SetLastError(success_error);
@@ -239,25 +286,55 @@ BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite, LPDW
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
-    DWORD done = 0;
     const auto* bytes = static_cast<const char*>(lpBuffer);
-    while (done < nNumberOfBytesToWrite) {
-        ssize_t put = write(file->fd, bytes + done, nNumberOfBytesToWrite - done);
-        if (put < 0 && errno == EINTR) continue;
-        if (put < 0) {
+    constexpr size_t kSmallWrite = 4096;
+    constexpr size_t kGathered = 1 << 16;
+    if (file->gathers_writes && nNumberOfBytesToWrite < kSmallWrite) {
+        if (file->pending.empty()) {
+            std::lock_guard<std::mutex> lock(g_gathering_lock);
+            g_gathering.insert(file.get());
+        }
+        file->pending.append(bytes, nNumberOfBytesToWrite);
+        // A failure to write out the gathered bytes fails this write.
+        if (file->pending.size() >= kGathered && !file->flush_pending()) {
             SetLastError(win32_from_errno(errno));
-            if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = done;
             return FALSE;
         }
-        done += static_cast<DWORD>(put);
+        if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = nNumberOfBytesToWrite;
+        return TRUE;
     }
-    if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = done;
+    if (!file->flush_pending()) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
+    size_t done = 0;
+    const bool ok = write_all(file->fd, bytes, nNumberOfBytesToWrite, done);
+    if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = static_cast<DWORD>(done);
+    if (!ok) {
+        SetLastError(win32_from_errno(errno));
+        return FALSE;
+    }
     return TRUE;
 }
 
+namespace {
+
+// The file of a handle with its gathered bytes written out, or null with
+// the last error set.
+std::shared_ptr<FileObject> flushed_file(HANDLE handle) {
+    auto file = object_as<FileObject>(handle);
+    if (file && !file->flush_pending()) {
+        SetLastError(win32_from_errno(errno));
+        return nullptr;
+    }
+    return file;
+}
+
+}  // namespace
+
 BOOL SetFilePointerEx(HANDLE hFile, LARGE_INTEGER liDistanceToMove, PLARGE_INTEGER lpNewFilePointer,
                       DWORD dwMoveMethod) {
-    auto file = object_as<FileObject>(hFile);
+    auto file = flushed_file(hFile);
     if (!file) return FALSE;
     if (dwMoveMethod > FILE_END) {
         SetLastError(ERROR_INVALID_PARAMETER);
@@ -303,7 +380,7 @@ DWORD SetFilePointer(HANDLE hFile, LONG lDistanceToMove, LONG* lpDistanceToMoveH
 }
 
 BOOL SetEndOfFile(HANDLE hFile) {
-    auto file = object_as<FileObject>(hFile);
+    auto file = flushed_file(hFile);
     if (!file) return FALSE;
     if (!file->can_write()) {
         SetLastError(ERROR_ACCESS_DENIED);
@@ -318,7 +395,7 @@ BOOL SetEndOfFile(HANDLE hFile) {
 }
 
 BOOL FlushFileBuffers(HANDLE hFile) {
-    auto file = object_as<FileObject>(hFile);
+    auto file = flushed_file(hFile);
     if (!file) return FALSE;
     if (!file->can_write()) {
         SetLastError(ERROR_ACCESS_DENIED);
@@ -329,7 +406,7 @@ BOOL FlushFileBuffers(HANDLE hFile) {
 }
 
 BOOL GetFileSizeEx(HANDLE hFile, PLARGE_INTEGER lpFileSize) {
-    auto file = object_as<FileObject>(hFile);
+    auto file = flushed_file(hFile);
     if (!file) return FALSE;
     struct stat st;
     if (!lpFileSize || fstat(file->fd, &st) != 0) {
@@ -350,7 +427,7 @@ DWORD GetFileSize(HANDLE hFile, LPDWORD lpFileSizeHigh) {
 }
 
 BOOL GetFileTime(HANDLE hFile, LPFILETIME lpCreationTime, LPFILETIME lpLastAccessTime, LPFILETIME lpLastWriteTime) {
-    auto file = object_as<FileObject>(hFile);
+    auto file = flushed_file(hFile);
     if (!file) return FALSE;
     struct stat st;
     if (fstat(file->fd, &st) != 0) {
@@ -365,7 +442,7 @@ BOOL GetFileTime(HANDLE hFile, LPFILETIME lpCreationTime, LPFILETIME lpLastAcces
 
 BOOL SetFileTime(HANDLE hFile, const FILETIME* lpCreationTime, const FILETIME* lpLastAccessTime,
                  const FILETIME* lpLastWriteTime) {
-    auto file = object_as<FileObject>(hFile);
+    auto file = flushed_file(hFile);
     if (!file) return FALSE;
     if (!file->can_write()) {
         SetLastError(ERROR_ACCESS_DENIED);
@@ -394,8 +471,15 @@ BOOL CloseHandle(HANDLE hObject) {
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
+    bool written = true;
+    if (auto* file = dynamic_cast<FileObject*>(object.get())) written = file->flush_pending();
+    const int error = errno;
     object.reset();
     unregister_object(hObject);
+    if (!written) {
+        SetLastError(win32_from_errno(error));
+        return FALSE;
+    }
     return TRUE;
 }
 

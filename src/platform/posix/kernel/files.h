@@ -14,11 +14,22 @@ struct FileObject : KernelObject {
     std::string path;
     DWORD access = 0;
     bool delete_on_close = false;
+    // A handle that only writes and shares nothing gathers small writes
+    // here: no other handle can open the file, so they reach it as one
+    // write before any other use of this handle (or a search, which could
+    // see the file's size).
+    bool gathers_writes = false;
+    std::string pending;
     std::unique_ptr<FileUse> use;
     ~FileObject() override;
     bool can_read() const;
     bool can_write() const;
+    // Writes out the gathered bytes; false with errno set on a failure.
+    bool flush_pending();
 };
+
+// Writes out the gathered bytes of every open handle.
+void flush_all_pending();
 
 // A search: the matching entries, gathered at FindFirstFileW, in order.
 struct FindObject : KernelObject {

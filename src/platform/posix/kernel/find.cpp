@@ -107,6 +107,7 @@ std::wstring folded(const std::wstring& name) {
 }  // namespace
 
 HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
+    flush_all_pending();  // sizes as written so far
     MappedPath checked = map_path(lpFileName, true);
     if (!checked.ok) return INVALID_HANDLE_VALUE;
     if (!lpFindFileData) {

@@ -242,9 +242,25 @@ std::string posix_path_from_windows(std::wstring_view path) {
         parts.push_back(to_utf8(part));
     }
 
+    // A path that exists as spelled needs no matching: each of its folders
+    // exists as spelled too. Nor do the folders of a new file's path.
+    std::string exact = root;
+    for (const std::string& part : parts) exact = join(exact, part);
+    struct stat st;
+    if (lstat(exact.c_str(), &st) == 0) return exact;
     std::string result = root;
+    size_t matched = 0;
+    if (parts.size() > 1) {
+        std::string parent = root;
+        for (size_t i = 0; i + 1 < parts.size(); ++i) parent = join(parent, parts[i]);
+        if (lstat(parent.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+            result = parent;
+            matched = parts.size() - 1;
+        }
+    }
     bool exists = true;
-    for (const std::string& part : parts) {
+    for (size_t i = matched; i < parts.size(); ++i) {
+        const std::string& part = parts[i];
         std::string actual = part;
         if (exists) exists = find_entry(result, part, actual);
         result = join(result, exists ? actual : part);

@@ -215,11 +215,18 @@ Convert encode(UINT code_page, const wchar_t* text, size_t count, const std::str
     return Convert::ok;
 }
 
+// Lower case for comparisons; ASCII without a trip through the locale,
+// since names compared in bulk (cabinet entries, file names) are mostly ASCII.
+inline wchar_t fold(wchar_t c) {
+    if (c < 0x80) return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 0x20) : c;
+    return qv::posix::lower_char(c);
+}
+
 int compare_folded(LPCWSTR a, LPCWSTR b, bool case_tiebreak) {
     if (!a || !b) return a == b ? 0 : (a ? 1 : -1);
     int tiebreak = 0;
     for (;; ++a, ++b) {
-        wchar_t fa = qv::posix::lower_char(*a), fb = qv::posix::lower_char(*b);
+        wchar_t fa = fold(*a), fb = fold(*b);
         if (fa != fb) return fa < fb ? -1 : 1;
         if (*a == 0) break;
         if (case_tiebreak && tiebreak == 0 && *a != *b) tiebreak = *a == fa ? -1 : 1;
@@ -310,7 +317,14 @@ int lstrcmpA(LPCSTR lpString1, LPCSTR lpString2) {
 
 int lstrcmpiA(LPCSTR lpString1, LPCSTR lpString2) {
     if (!lpString1 || !lpString2) return lpString1 == lpString2 ? 0 : (lpString1 ? 1 : -1);
-    return lstrcmpiW(from_ansi(lpString1).c_str(), from_ansi(lpString2).c_str());
+    // The comparison of the wide texts, decoded one character at a time:
+    // no allocation, as this runs once per cabinet entry and wanted file.
+    for (;; ++lpString1, ++lpString2) {
+        wchar_t a = fold(cp1252_decode(static_cast<unsigned char>(*lpString1)));
+        wchar_t b = fold(cp1252_decode(static_cast<unsigned char>(*lpString2)));
+        if (a != b) return a < b ? -1 : 1;
+        if (*lpString1 == 0) return 0;
+    }
 }
 
 int lstrlenW(LPCWSTR lpString) { return lpString ? static_cast<int>(std::wcslen(lpString)) : 0; }
