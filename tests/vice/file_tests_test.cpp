@@ -18,13 +18,7 @@ const std::wstring kAspText = L"' appears to be a part of an ASP.NET/IIS applica
 
 std::wstring Os(const std::wstring& name, const std::wstring& key)
 {
-    return Line(L"QVVICE01", 1,
-                L"The file '" + name +
-                    L"' appears to be a file that is closely integrated with the OS. The files that make up "
-                    L"applications like Internet Explorer or Windows Media Player, or frameworks like the .NET "
-                    L"Framework, do not make good candidates for virtualization. These files should instead be "
-                    L"installed locally on the machine.",
-                {L"File", L"FileName", key});
+    return Line(L"QVVICE01", 1, Msg(219, name), {L"File", L"FileName", key});
 }
 
 std::vector<FileSpec> Files(const std::vector<std::string>& names)
@@ -47,8 +41,8 @@ TEST(FileTests, WholeNameExpressionThenExtension)
                "TESTS~2.DLL|other.dll"}),
         {kTestsTable, TestRow("QVVICE01", "tests\\.dll"), TestRow("QVVICE01", "tests library\\.DLL"),
          TestRow("QVVICE01", ".Library.dll"), TestRow("QVVICE01", "tests~2\\.dll"), TestRow("QVVICE02", ".txt")});
-    EXPECT_EQ(lines, groupa::With(kBanner01, {Os(L"Tests.dll", L"f1"), Os(L"tests.DLL", L"f2"),
-                                              Os(L"Tests Library.dll", L"f4")}));
+    EXPECT_EQ(lines, groupa::With(kBanner01,
+                                  {Os(L"Tests.dll", L"f1"), Os(L"tests.DLL", L"f2"), Os(L"Tests Library.dll", L"f4")}));
     EXPECT_EQ(uwptest::RunUwp(QVVICE01, Files({"tests.dll.bak", "README"}),
                               {kTestsTable, TestRow("QVVICE01", ".BAK"), TestRow("QVVICE01", ".readme")}),
               groupa::With(kBanner01, {Os(L"tests.dll.bak", L"f1")}));
@@ -64,21 +58,14 @@ TEST(FileTests, SeverityAndOneFindingPerCheck)
                                              TestRow("QVVICE07", ".sys"),
                                              severity,
                                              uwptest::SeverityRow("QVVICE02", "2")};
-    const std::wstring driver =
-        L"\tThe file 'Driver.SYS' appears to be a device driver. System-level drivers such as print drivers or USB "
-        L"device drivers do not work from a virtualized environment. It may be possible to extract this driver such "
-        L"that it can be installed locally on the machine and allow the rest of the package to be virtualized.\t\t"
-        L"File\tFileName\tf1";
-    EXPECT_EQ(uwptest::RunUwp(QVVICE02, files, tables), groupa::With(kBanner02, {L"QVVICE02\t2" + driver}));
+    EXPECT_EQ(uwptest::RunUwp(QVVICE02, files, tables),
+              groupa::With(kBanner02, {Line(L"QVVICE02", 2, Msg(220, L"Driver.SYS"), {L"File", L"FileName", L"f1"})}));
     // The same file under another check's rows: its own finding, type 1.
     EXPECT_EQ(uwptest::RunUwp(QVVICE07, files, tables),
-              groupa::With(Banner(L"QVVICE07", L"Checks for the presence of files that are part of applications that "
-                                               L"may not work when virtualized"),
-                           {Line(L"QVVICE07", 1,
-                                 L"The file 'Driver.SYS' appears to be a part of an application that is known to not "
-                                 L"be a good candidate for virtualization; however, it may be possible to virtualize "
-                                 L"the rest of the package and install the unsuitable piece physically.",
-                                 {L"File", L"FileName", L"f1"})}));
+              groupa::With(Banner(L"QVVICE07",
+                                  L"Checks for the presence of files that are part of applications that "
+                                  L"may not work when virtualized"),
+                           {Line(L"QVVICE07", 1, Msg(225, L"Driver.SYS"), {L"File", L"FileName", L"f1"})}));
 }
 
 TEST(FileTests, AppPackageSubclassReadsItsOwnRows)
@@ -89,9 +76,10 @@ TEST(FileTests, AppPackageSubclassReadsItsOwnRows)
     const std::vector<std::string> vice04 = {kTestsTable, TestRow("QVVICE04", ".aspx"), uwptest::kSeverityTable,
                                              uwptest::SeverityRow("QVVICE04", "3")};
     EXPECT_EQ(uwptest::RunUwp(QVVICE04, files, vice04),
-              groupa::With(banner04, {Line(L"QVVICE04", 3,
-                                           L"The file 'default.aspx" + kAspText + L"desktop application virtualization.",
-                                           {L"File", L"FileName", L"f1"})}));
+              groupa::With(
+                  banner04,
+                  {Line(L"QVVICE04", 3, L"The file 'default.aspx" + kAspText + L"desktop application virtualization.",
+                        {L"File", L"FileName", L"f1"})}));
     // QVUWP14 describes itself as QVVICE04 but neither its tests nor its
     // severity come from the QVVICE04 rows.
     const std::wstring banner14 =
@@ -123,10 +111,10 @@ TEST(FileTests, NothingWithoutTestsOrFiles)
 TEST(FileTests, LoadKeepsOneEntryPerTestIgnoringCaseAndMatchGivesItsValue)
 {
     qvtest::TempDir dir;
-    const std::string msi =
-        qvtest::BuildPackage(dir, "package",
-                             {kTestsTable, TestRow("QVVICE01", "a\\.dll", "first"), TestRow("QVVICE01", "A\\.DLL", "second"),
-                              TestRow("QVVICE01", ".exe", "program"), TestRow("QVVICE02", ".sys", "driver")});
+    const std::string msi = qvtest::BuildPackage(
+        dir, "package",
+        {kTestsTable, TestRow("QVVICE01", "a\\.dll", "first"), TestRow("QVVICE01", "A\\.DLL", "second"),
+         TestRow("QVVICE01", ".exe", "program"), TestRow("QVVICE02", ".sys", "driver")});
     qvtest::Session session(msi);
     CQVVice01 check(session.handle());
     ASSERT_EQ(check.FileTests.size(), 2u);

@@ -9,9 +9,12 @@ using namespace vicetest;
 
 std::string Package(const qvtest::TempDir& dir, const std::string& name, const std::vector<std::string>& files)
 {
-    std::vector<std::string> queries = {groupa::kDirectoryTable, groupa::DirRow("TARGETDIR", "", "SourceDir"),
-                                        groupa::DirRow("INSTALLDIR", "TARGETDIR", "App"), groupa::kComponentTable,
-                                        groupa::ComponentRow("Main", "INSTALLDIR", ""), groupa::kFileTable};
+    std::vector<std::string> queries = {groupa::kDirectoryTable,
+                                        groupa::DirRow("TARGETDIR", "", "SourceDir"),
+                                        groupa::DirRow("INSTALLDIR", "TARGETDIR", "App"),
+                                        groupa::kComponentTable,
+                                        groupa::ComponentRow("Main", "INSTALLDIR", ""),
+                                        groupa::kFileTable};
     int sequence = 0;
     for (const std::string& file : files)
         queries.push_back(Insert("File", {"File", "Component_", "FileName", "FileSize", "Sequence"},

@@ -11,8 +11,9 @@ namespace {
 using namespace vicetest;
 using groupa::With;
 
-const std::wstring kIis09 = L"Checks for the presence of Quillvane IIS support indicating that an ASP.NET/IIS "
-                            L"application is installed";
+const std::wstring kIis09 =
+    L"Checks for the presence of Quillvane IIS support indicating that an ASP.NET/IIS "
+    L"application is installed";
 const std::wstring kDrivers =
     L"Checks for the presence of drivers that are configured to be installed through the MsiDriverPackages table";
 
@@ -38,7 +39,8 @@ std::wstring Iis(const std::wstring& check, const std::wstring& label, const std
 
 TEST(IisDriverComplus, ItemsByTypeThenTheOtherTables)
 {
-    const std::string item = Table("QVIISItem", "`QVIISItem` CHAR(72) NOT NULL, `Name` CHAR(72), `Parent` CHAR(72), `Type` SHORT", "QVIISItem");
+    const std::string item = Table(
+        "QVIISItem", "`QVIISItem` CHAR(72) NOT NULL, `Name` CHAR(72), `Parent` CHAR(72), `Type` SHORT", "QVIISItem");
     const std::string pool = Table("QVIISAppPool", "`AppPool` CHAR(72) NOT NULL, `Name` CHAR(72)", "AppPool");
     const std::string common = Table("QVIISCommon", "`QVIISCommon` CHAR(72) NOT NULL", "QVIISCommon");
     const auto itemRow = [](const std::string& key, const std::string& type) {
@@ -57,10 +59,10 @@ TEST(IisDriverComplus, ItemsByTypeThenTheOtherTables)
               With(Banner(L"QVVICE09", kIis09),
                    {Iis(L"QVVICE09", L"virtual directory", L"Dir", L"QVIISCommon", L"QVIISCommon")}));
     // The app package wording reaches the items only.
-    EXPECT_EQ(RunPackage(QVUWP15, {item, itemRow("App", "2"), pool, Insert("QVIISAppPool", {"AppPool"}, {"Pool"})}),
-              With(Banner(L"QVUWP15", kIis09),
-                   {Iis(L"QVUWP15", L"application", L"App", L"QVIISItem", L"QVIISItem", true),
-                    Iis(L"QVUWP15", L"application pool", L"Pool", L"QVIISAppPool", L"AppPool")}));
+    EXPECT_EQ(
+        RunPackage(QVUWP15, {item, itemRow("App", "2"), pool, Insert("QVIISAppPool", {"AppPool"}, {"Pool"})}),
+        With(Banner(L"QVUWP15", kIis09), {Iis(L"QVUWP15", L"application", L"App", L"QVIISItem", L"QVIISItem", true),
+                                          Iis(L"QVUWP15", L"application pool", L"Pool", L"QVIISAppPool", L"AppPool")}));
 }
 
 TEST(IisDriverComplus, DriverPackagesAndComPlusRows)
@@ -71,12 +73,7 @@ TEST(IisDriverComplus, DriverPackagesAndComPlusRows)
         uwptest::SeverityRow("QVVICE10", "2")};
     EXPECT_EQ(RunPackage(QVVICE10, drivers),
               With(Banner(L"QVVICE10", kDrivers),
-                   {Line(L"QVVICE10", 2,
-                         L"Component 'Drv' contains a device driver installed through the MsiDriverPackages (DIFxApp) "
-                         L"table. System-level drivers such as print drivers or USB device drivers do not work from a "
-                         L"virtualized environment. It may be possible to extract this driver such that it can be "
-                         L"installed locally on the machine and allow the rest of the package to be virtualized.",
-                         {L"MsiDriverPackages", L"Component", L"Drv"})}));
+                   {Line(L"QVVICE10", 2, Msg(228, L"Drv"), {L"MsiDriverPackages", L"Component", L"Drv"})}));
     // The QVVICE10 severity row does not reach QVUWP02.
     EXPECT_EQ(RunPackage(QVUWP02, drivers),
               With(Banner(L"QVUWP02", kDrivers),
@@ -91,29 +88,23 @@ TEST(IisDriverComplus, DriverPackagesAndComPlusRows)
                         L"'), which is not supported, so the application may not work correctly if virtualized.",
                     {table, L"Component_", component});
     };
-    EXPECT_EQ(RunPackage(QVVICE17,
-                         {Table("Complus", "`Component_` CHAR(72) NOT NULL, `ExpType` SHORT", "Component_`, `ExpType"),
-                          Insert("Complus", {"Component_", "ExpType"}, {"Com", "1"}),
-                          Insert("Complus", {"Component_", "ExpType"}, {"Com", "2"}),
-                          Table("QVComPlusApplication",
-                                "`Application` CHAR(72) NOT NULL, `Name` CHAR(72), `Component_` CHAR(72)", "Application"),
-                          Insert("QVComPlusApplication", {"Application", "Name", "Component_"}, {"A", "N", "Plus"})}),
-              With(Banner(L"QVVICE17", L"Checks for use of the Windows Installer COM+ tables"),
-                   {complus(L"Complus", L"Com"), complus(L"Complus", L"Com"),
-                    complus(L"QVComPlusApplication", L"Plus")}));
+    EXPECT_EQ(
+        RunPackage(QVVICE17,
+                   {Table("Complus", "`Component_` CHAR(72) NOT NULL, `ExpType` SHORT", "Component_`, `ExpType"),
+                    Insert("Complus", {"Component_", "ExpType"}, {"Com", "1"}),
+                    Insert("Complus", {"Component_", "ExpType"}, {"Com", "2"}),
+                    Table("QVComPlusApplication",
+                          "`Application` CHAR(72) NOT NULL, `Name` CHAR(72), `Component_` CHAR(72)", "Application"),
+                    Insert("QVComPlusApplication", {"Application", "Name", "Component_"}, {"A", "N", "Plus"})}),
+        With(Banner(L"QVVICE17", L"Checks for use of the Windows Installer COM+ tables"),
+             {complus(L"Complus", L"Com"), complus(L"Complus", L"Com"), complus(L"QVComPlusApplication", L"Plus")}));
 }
 
 TEST(RegistryDerived, ShellExtensionsByKeyShape)
 {
     const std::string guid = "{00000000-0000-0000-0000-000000000001}";
     const auto shell = [](const std::wstring& key, const std::wstring& row) {
-        return Line(L"QVVICE12", 1,
-                    L"This package contains a shell extension (key '" + key +
-                        L"'). Shell extensions extend Windows Explorer and cannot be loaded from a virtual package. "
-                        L"This extension may be critical to the use of this application, and if so this application "
-                        L"will not function when virtualized. However, if this extension is non-critical, the "
-                        L"application can still be used.",
-                    {L"Registry", L"Registry", row});
+        return Line(L"QVVICE12", 1, Msg(230, key), {L"Registry", L"Registry", row});
     };
     EXPECT_EQ(RunPackage(QVVICE12, {groupa::kRegistryTable, Reg("r1", 0, "Foo\\ShellEx\\" + guid, "", ""),
                                     Reg("r2", 2, "Foo\\ShellEx\\" + guid, "", ""),
@@ -135,43 +126,38 @@ TEST(RegistryDerived, UrlProtocolsByFriendlyName)
     };
     // A filled value counts only away from the classes root; names differing
     // in case are one finding, spelled as first seen; no friendly name, no finding.
-    EXPECT_EQ(RunPackage(QVVICE13,
-                         {groupa::kRegistryTable, Reg("a1", 1, "Software\\Classes\\myproto", "URL Protocol", "'1"),
-                          Reg("a2", 1, "Software\\Classes\\myproto", "FriendlyTypeName", "My Proto"),
-                          Reg("b1", 0, "other", "URL Protocol", "'1"),
-                          Reg("b2", 0, "other", "FriendlyTypeName", "Other"),
-                          Reg("c1", 0, "third", "url protocol", "NULL"),
-                          Reg("c2", 0, "third", "FriendlyTypeName", "MY PROTO"),
-                          Reg("d1", 0, "bare", "URL Protocol", "NULL"),
-                          Reg("e1", 2, "Software\\Classes\\deep\\x", "URL Protocol", "NULL"),
-                          Reg("e2", 2, "Software\\Classes\\deep\\x", "FriendlyTypeName", "Deep")}),
-              With(Banner(L"QVVICE13", L"Checks for the presence of URL protocol handlers"), {url(L"My Proto")}));
+    EXPECT_EQ(
+        RunPackage(QVVICE13,
+                   {groupa::kRegistryTable, Reg("a1", 1, "Software\\Classes\\myproto", "URL Protocol", "'1"),
+                    Reg("a2", 1, "Software\\Classes\\myproto", "FriendlyTypeName", "My Proto"),
+                    Reg("b1", 0, "other", "URL Protocol", "'1"), Reg("b2", 0, "other", "FriendlyTypeName", "Other"),
+                    Reg("c1", 0, "third", "url protocol", "NULL"),
+                    Reg("c2", 0, "third", "FriendlyTypeName", "MY PROTO"), Reg("d1", 0, "bare", "URL Protocol", "NULL"),
+                    Reg("e1", 2, "Software\\Classes\\deep\\x", "URL Protocol", "NULL"),
+                    Reg("e2", 2, "Software\\Classes\\deep\\x", "FriendlyTypeName", "Deep")}),
+        With(Banner(L"QVVICE13", L"Checks for the presence of URL protocol handlers"), {url(L"My Proto")}));
 }
 
 TEST(RegistryDerived, DefaultProgramsBootServicesAndSurrogates)
 {
-    EXPECT_EQ(RunPackage(QVVICE14, {groupa::kRegistryTable, Reg("p1", 2, "SOFTWARE\\RegisteredApplications", "Quill", "x"),
-                                    Reg("p2", 2, "Software\\Wow6432Node\\RegisteredApplications", "Quill32", "x"),
-                                    Reg("p3", 2, "Software\\RegisteredApplications\\Sub", "No", "x")}),
-              With(Banner(L"QVVICE14", L"Checks for the presence of support for the Default Programs list"),
-                   {Line(L"QVVICE14", 1, L"This package registers its capabilities in the Default Programs list (key 'Quill').",
-                         {L"Registry", L"Registry", L"p1"}),
-                    Line(L"QVVICE14", 1,
-                         L"This package registers its capabilities in the Default Programs list (key 'Quill32').",
-                         {L"Registry", L"Registry", L"p2"})}));
+    EXPECT_EQ(
+        RunPackage(QVVICE14, {groupa::kRegistryTable, Reg("p1", 2, "SOFTWARE\\RegisteredApplications", "Quill", "x"),
+                              Reg("p2", 2, "Software\\Wow6432Node\\RegisteredApplications", "Quill32", "x"),
+                              Reg("p3", 2, "Software\\RegisteredApplications\\Sub", "No", "x")}),
+        With(Banner(L"QVVICE14", L"Checks for the presence of support for the Default Programs list"),
+             {Line(L"QVVICE14", 1,
+                   L"This package registers its capabilities in the Default Programs list (key 'Quill').",
+                   {L"Registry", L"Registry", L"p1"}),
+              Line(L"QVVICE14", 1,
+                   L"This package registers its capabilities in the Default Programs list (key 'Quill32').",
+                   {L"Registry", L"Registry", L"p2"})}));
 
     const auto boot = [](const std::wstring& name, const std::vector<std::wstring>& location) {
-        return Line(L"QVVICE15", 1,
-                    L"This package contains a service (name '" + name +
-                        L"'), which starts at boot time. Virtualized services are limited to the lifetime of the "
-                        L"virtual application so services that must start at boot time do not make good candidates "
-                        L"for virtualization. It may be possible to extract this service such that it can be "
-                        L"installed locally on the machine and allow the rest of the package to be virtualized.",
-                    location);
+        return Line(L"QVVICE15", 1, Msg(233, name), location);
     };
-    const std::string services =
-        Table("ServiceInstall", "`ServiceInstall` CHAR(72) NOT NULL, `Name` CHAR(255) NOT NULL, `StartType` LONG NOT NULL",
-              "ServiceInstall");
+    const std::string services = Table(
+        "ServiceInstall", "`ServiceInstall` CHAR(72) NOT NULL, `Name` CHAR(255) NOT NULL, `StartType` LONG NOT NULL",
+        "ServiceInstall");
     const auto service = [](const std::string& key, const std::string& name, const std::string& start) {
         return Insert("ServiceInstall", {"ServiceInstall", "Name", "StartType"}, {key, name, start});
     };
@@ -188,7 +174,8 @@ TEST(RegistryDerived, DefaultProgramsBootServicesAndSurrogates)
                     boot(L"Bar", {L"Registry", L"Registry", L"s2"})}));
 
     const std::wstring surrogate = L"Foo\\Software\\Classes\\AppID\\{1}";
-    EXPECT_EQ(RunPackage(QVVICE18, {groupa::kRegistryTable, Reg("d1", 2, "Foo\\Software\\Classes\\AppID\\{1}", "DllSurrogate", "host.exe"),
+    EXPECT_EQ(RunPackage(QVVICE18, {groupa::kRegistryTable,
+                                    Reg("d1", 2, "Foo\\Software\\Classes\\AppID\\{1}", "DllSurrogate", "host.exe"),
                                     Reg("d2", 2, "Software\\Classes\\AppID\\{2}", "DllSurrogate", "NULL"),
                                     Reg("d3", 2, "Software\\Wow6432Node\\Classes\\AppID\\{3}", "DllSurrogate", "x"),
                                     Reg("d4", 2, "Software\\Classes\\AppID\\{4}", "RunAs", "x")}),
@@ -201,9 +188,7 @@ TEST(RegistryDerived, DefaultProgramsBootServicesAndSurrogates)
 
 TEST(PackageWide, ShortcutsSizeAndTemplate)
 {
-    const std::wstring noShortcut =
-        L"This package contains no shortcuts. Shortcuts are usually necessary to define the entry point into the "
-        L"virtual application.";
+    const std::wstring noShortcut = Msg(229);
     const std::wstring banner11 =
         Banner(L"QVVICE11", L"Checks the package to ensure that it contains at least one shortcut");
     const std::string shortcuts = Table("Shortcut", "`Shortcut` CHAR(72) NOT NULL, `Target` CHAR(72)", "Shortcut");
@@ -224,13 +209,12 @@ TEST(PackageWide, ShortcutsSizeAndTemplate)
     // 4294967295 bytes pass; exactly 4 GB is a finding, in spite of the words.
     EXPECT_EQ(sized({"2147483647", "2147483647", "1"}), Lines{banner16});
     EXPECT_EQ(sized({"2147483647", "2147483647", "1", "1"}),
-              With(banner16, {L"QVVICE16\t1\tThis package contains more than 4 GB of files. Since the target "
-                              L"virtualization technology has a 4 GB size limit, this application cannot be "
-                              L"successfully virtualized.\t\tFile"}));
+              With(banner16, {L"QVVICE16\t1\t" + Msg(234) + L"\t\tFile"}));
 
     // "x64" anywhere, any case, type 1 and no location whatever the severity.
-    const std::wstring banner19 = Banner(L"QVVICE19", L"Checks to see if this is a 64-bit package. ThinApp and XenApp "
-                                                      L"do not support 64-bit applications.");
+    const std::wstring banner19 = Banner(L"QVVICE19",
+                                         L"Checks to see if this is a 64-bit package. ThinApp and XenApp "
+                                         L"do not support 64-bit applications.");
     const std::wstring found =
         L"QVVICE19\t1\tThe package is 64-bit. ThinApp and XenApp do not support 64-bit applications.";
     const std::vector<std::string> severity = {uwptest::kSeverityTable, uwptest::SeverityRow("QVVICE19", "2")};

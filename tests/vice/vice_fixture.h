@@ -3,6 +3,8 @@
 #pragma once
 
 #include "checks/uwp_fixture.h"
+#include "framework/check_base.h"
+#include "framework/library.h"
 
 namespace vicetest {
 
@@ -17,7 +19,8 @@ inline std::string TestRow(const std::string& check, const std::string& test, co
     return Insert("_QvViceFileTestEntries", {"Vice", "Test", "Value"}, {check, test, value});
 }
 
-inline Lines RunPackage(groupa::Export check, const std::vector<std::string>& queries, const std::string& templateText = ";1033")
+inline Lines RunPackage(groupa::Export check, const std::vector<std::string>& queries,
+                        const std::string& templateText = ";1033")
 {
     qvtest::TempDir dir;
     const std::string msi = qvtest::BuildPackage(dir, "package", queries, templateText);
@@ -37,6 +40,18 @@ inline std::wstring Line(const std::wstring& check, int type, const std::wstring
     for (const std::wstring& part : location)
         line += L"\t" + part;
     return line;
+}
+
+// Catalogue text of id with its arguments filled in; checks_vice.sh compares
+// the words of the long messages in full.
+inline std::wstring Msg(UINT id, const std::wstring& arg1 = L"", const std::wstring& arg2 = L"")
+{
+    _stringx<> text;
+    LoadCatalogueString(text, QvLibraryModule(), id);
+    const _stringx<> a1(arg1.c_str()), a2(arg2.c_str());
+    const _stringx<>* const args[] = {&a1, &a2};
+    FillPlaceholders(text, args, 2);
+    return text.str();
 }
 
 inline std::wstring Banner(const std::wstring& check, const std::wstring& description)

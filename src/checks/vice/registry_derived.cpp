@@ -139,7 +139,8 @@ _stringx<> CQVVice14::GetDescription() const { return LoadMessage(DescriptionId)
 void CQVVice14::Validate()
 {
     ForEachRegistryRow(m_database, [&](const RegistryRow& row) {
-        if (row.key != L"Software\\RegisteredApplications" && row.key != L"Software\\Wow6432Node\\RegisteredApplications")
+        if (row.key != L"Software\\RegisteredApplications" &&
+            row.key != L"Software\\Wow6432Node\\RegisteredApplications")
             return;
         SetLocation(m_location, L"Registry", L"Registry", row.registry);
         ReportMessage(232, row.name, Severity);
