@@ -6,12 +6,14 @@
 // reached.
 #include <mspack.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "inspect/cabinet.h"
+#include "platform/posix/inspect/cabinet_cache.h"
 
 namespace qv::mscab::backend {
 
@@ -27,6 +29,7 @@ struct File {
     Context* context;
     intptr_t handle;
     bool output;
+    std::string* memory = nullptr;  // output gathered for the entry cache
 };
 
 struct Context {
@@ -35,8 +38,14 @@ struct Context {
     mscabd_cabinet* cabinet = nullptr;
     std::string cabinetPath;
     intptr_t output = 0;
+    std::string* memory = nullptr;           // output to memory instead of a handle
     qv::win32_exception* pending = nullptr;  // thrown by a callback inside libmspack
     uint64_t bytesRead = 0;
+    uint64_t fingerprint = 0;  // of the open cabinet, when the entry cache is on
+    // Where the decompressor stands: it resumes within this folder when
+    // the next entry starts at or after this offset.
+    mscabd_folder* folder = nullptr;
+    off_t folderEnd = 0;
 };
 
 Context* Of(mspack_system* self) { return reinterpret_cast<Context*>(self); }
@@ -62,9 +71,9 @@ mspack_file* SysOpen(mspack_system* self, const char* filename, int mode)
 {
     Context* context = Of(self);
     if (std::strcmp(filename, kOutputName) == 0) {
-        if (mode != MSPACK_SYS_OPEN_WRITE || !context->output)
+        if (mode != MSPACK_SYS_OPEN_WRITE || (!context->output && !context->memory))
             return nullptr;
-        return reinterpret_cast<mspack_file*>(new (std::nothrow) File{context, context->output, true});
+        return reinterpret_cast<mspack_file*>(new (std::nothrow) File{context, context->output, true, context->memory});
     }
     if (mode != MSPACK_SYS_OPEN_READ)
         return nullptr;
@@ -108,6 +117,10 @@ int SysWrite(mspack_file* f, void* buffer, int bytes)
     File* file = reinterpret_cast<File*>(f);
     if (!file || bytes < 0)
         return -1;
+    if (file->memory) {
+        file->memory->append(static_cast<const char*>(buffer), static_cast<size_t>(bytes));
+        return bytes;
+    }
     return Guard(
         file->context,
         [&] { return static_cast<int>(CabinetEngine::FileWrite(file->handle, buffer, static_cast<unsigned>(bytes))); },
@@ -173,6 +186,81 @@ uint16_t DosTime(const mscabd_file* f)
     return static_cast<uint16_t>((f->time_h << 11) | (f->time_m << 5) | (f->time_s >> 1));
 }
 
+// Fingerprint of the cabinet's bytes for the entry cache; 0 when it cannot
+// be read (the cache then stays out of the way).
+uint64_t FingerprintOf(const std::string& path)
+{
+    uint64_t hash = 0;
+    try {
+        const intptr_t handle = CabinetEngine::FileOpen(path.c_str(), 0, 0);
+        if (handle == -1)
+            return 0;
+        std::string chunk(1 << 20, '\0');
+        for (;;) {
+            const unsigned got = CabinetEngine::FileRead(handle, chunk.data(), static_cast<unsigned>(chunk.size()));
+            if (got == 0 || got == static_cast<unsigned>(-1))
+                break;
+            hash = qv::mscab::cache::Fingerprint(reinterpret_cast<const unsigned char*>(chunk.data()), got, hash);
+        }
+        CabinetEngine::FileClose(handle);
+    } catch (qv::win32_exception* e) {
+        delete e;
+        return 0;
+    }
+    return hash;
+}
+
+// Decompresses one entry to the given handle, or to memory when bytes is
+// set; the decompressor's position moves past the entry.
+int Extract(Context* context, mscabd_file* f, intptr_t handle, std::string* bytes)
+{
+    mscab_decompressor* d = context->decompressor;
+    context->output = handle;
+    context->memory = bytes;
+    const int result = d->extract(d, f, kOutputName);
+    context->output = 0;
+    context->memory = nullptr;
+    qv::mscab::cache::CountDecompressed();
+    context->folder = f->folder;
+    context->folderEnd = static_cast<off_t>(f->offset) + static_cast<off_t>(f->length);
+    return result;
+}
+
+// Before decompressing entry `wanted`, keeps in the cache the entries of its
+// folder that the decompressor passes over on its way there anyway.
+void Prefetch(Context* context, mscabd_file* wanted)
+{
+    namespace cache = qv::mscab::cache;
+    const bool resumes = context->folder == wanted->folder && static_cast<off_t>(wanted->offset) >= context->folderEnd;
+    const off_t from = resumes ? context->folderEnd : 0;
+    uint32_t index = 0;
+    for (mscabd_file* f = context->cabinet->files; f && f != wanted; f = f->next, ++index) {
+        if (f->folder != wanted->folder || static_cast<off_t>(f->offset) < from || f->offset >= wanted->offset ||
+            (context->folder == f->folder && static_cast<off_t>(f->offset) < context->folderEnd))
+            continue;
+        const cache::Key key{context->fingerprint, index};
+        if (!cache::Fits(f->length) || cache::Contains(key))
+            continue;
+        std::string bytes;
+        if (Extract(context, f, 0, &bytes) != MSPACK_ERR_OK || context->pending)
+            return;  // the wanted entry's own extraction reports the trouble
+        cache::Put(key, std::move(bytes));
+    }
+}
+
+// Writes cached bytes to the handle of notification 2; false on a short write.
+bool WriteCached(intptr_t handle, const std::string& bytes)
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const unsigned piece = static_cast<unsigned>(std::min<size_t>(bytes.size() - done, 1u << 20));
+        if (CabinetEngine::FileWrite(handle, bytes.data() + done, piece) != piece)
+            return false;
+        done += piece;
+    }
+    return true;
+}
+
 }  // namespace
 
 bool Load() noexcept
@@ -229,6 +317,8 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         if (context->cabinet)
             d->close(d, context->cabinet);
         context->cabinetPath = path;
+        context->folder = nullptr;
+        context->fingerprint = qv::mscab::cache::Enabled() ? FingerprintOf(path) : 0;
         context->cabinet = d->open(d, context->cabinetPath.c_str());
         if (qv::win32_exception* e = takePending())
             delete e;  // an unreadable cabinet is an error of the copy, as a missing one
@@ -249,7 +339,8 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         return false;
     }
 
-    for (mscabd_file* f = context->cabinet->files; f; f = f->next) {
+    uint32_t index = 0;
+    for (mscabd_file* f = context->cabinet->files; f; f = f->next, ++index) {
         Notification n;
         n.pv = user;
         n.psz1 = f->filename;
@@ -266,9 +357,38 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
             Fail(erf, kErrorUserAbort);
             return false;
         }
-        context->output = hf;
-        const int result = d->extract(d, f, kOutputName);
-        context->output = 0;
+        // From the cache when a check of this run has had the entry already;
+        // else decompressed once for all of them.
+        namespace cache = qv::mscab::cache;
+        const cache::Key key{context->fingerprint, index};
+        std::string bytes;
+        bool cached = context->fingerprint && cache::Get(key, bytes);
+        int result = MSPACK_ERR_OK;
+        if (!cached && context->fingerprint && cache::Fits(f->length)) {
+            Prefetch(context, f);
+            if (!context->pending)
+                result = Extract(context, f, 0, &bytes);
+            if (result == MSPACK_ERR_OK && !context->pending) {
+                cache::Put(key, bytes);
+                cached = true;
+            }
+        } else if (!cached) {
+            result = Extract(context, f, hf, nullptr);
+        }
+        if (cached) {
+            bool written = false;
+            try {
+                written = WriteCached(hf, bytes);
+            } catch (...) {
+                CabinetEngine::FileClose(hf);
+                throw;
+            }
+            if (!written) {
+                CabinetEngine::FileClose(hf);
+                Fail(erf, kErrorTargetFile);
+                return false;
+            }
+        }
         if (qv::win32_exception* e = takePending()) {
             CabinetEngine::FileClose(hf);
             // Thrown again with the type it was thrown with: callers catch

@@ -1,0 +1,144 @@
+// The entry cache shared by the checks of one run: the same bytes and the
+// same debug lines with and without it, each entry decompressed once over
+// several checks whatever order they ask in, the spill to disk when memory
+// is full, and the bypass of entries too large to keep.
+#include <gtest/gtest.h>
+
+#include "inspector_support.h"
+#include "platform/posix/inspect/cabinet_cache.h"
+#include "platform/posix/kernel/paths.h"
+
+namespace {
+
+using namespace qvtest;
+namespace cache = qv::mscab::cache;
+using Lines = std::vector<std::wstring>;
+
+struct Package {
+    TempDir dir;
+    std::string msi;
+    std::vector<std::string> bytes;
+};
+
+// Six files in two embedded cabinets, noise so that sizes stay as given.
+Package MakePackage()
+{
+    Package p;
+    for (int i = 0; i < 6; ++i)
+        p.bytes.push_back(NoiseBytes(20000 + 1000 * i, 10 + i));
+    MakeCabinet(p.dir, "one.cab", {{"F0", p.bytes[0]}, {"F1", p.bytes[1]}, {"F2", p.bytes[2]}});
+    MakeCabinet(p.dir, "two.cab", {{"F3", p.bytes[3]}, {"F4", p.bytes[4]}, {"F5", p.bytes[5]}});
+    auto q = ProductTables();
+    q.push_back(ComponentRow("Main", "INSTALLDIR"));
+    for (int i = 0; i < 6; ++i)
+        q.push_back(FileRow("F" + std::to_string(i), "Main", "f" + std::to_string(i) + ".bin", 0, i + 1));
+    q.push_back(MediaRow(1, 3, "#one.cab"));
+    q.push_back(MediaRow(2, 6, "#two.cab"));
+    p.msi = BuildPackage(p.dir, "cached", q);
+    AddStream(p.msi, "one.cab", p.dir.path() + "/one.cab");
+    AddStream(p.msi, "two.cab", p.dir.path() + "/two.cab");
+    return p;
+}
+
+// One check: resolves the files at the given places of the Sequence order
+// and keeps what it read.
+Lines RunCheck(const Package& p, const std::vector<size_t>& order, std::vector<std::string>& contents)
+{
+    return RunInspect(p.msi, [&](InspectProbe& probe) {
+        ContentInspector inspector(&probe);
+        auto& files = inspector.GetFiles(kAllFiles);
+        for (size_t index : order) {
+            TemporaryPath temporary;
+            const _stringx<> path = files[index].second->ResolveFilePath(temporary);
+            contents.push_back(path.empty() ? "<none>"
+                                            : ReadPosixFile(qv::posix::posix_path_from_windows(path.view())));
+        }
+    });
+}
+
+class CabinetCache : public ::testing::Test {
+protected:
+    void TearDown() override { cache::Enable(false); }
+};
+
+TEST_F(CabinetCache, ChecksSeeTheSameBytesAndLinesWhileEachEntryIsDecompressedOnce)
+{
+    const Package p = MakePackage();
+    const std::vector<size_t> all = {0, 1, 2, 3, 4, 5};
+
+    cache::Enable(false);
+    std::vector<std::string> plain;
+    const Lines plainLines = RunCheck(p, all, plain);
+    const Lines plainAgain = RunCheck(p, all, plain);
+    EXPECT_EQ(cache::GetStats().decompressed, 12u);  // twice every entry without the cache
+
+    cache::Enable(true);
+    std::vector<std::string> first, second, third;
+    EXPECT_EQ(RunCheck(p, all, first), plainLines);
+    EXPECT_EQ(cache::GetStats().decompressed, 6u);
+    EXPECT_EQ(RunCheck(p, all, second), plainAgain);
+    // A third check that starts at the end of each cabinet still finds every
+    // entry in the cache.
+    RunCheck(p, {2, 1, 0, 5, 4, 3}, third);
+    const cache::Stats stats = cache::GetStats();
+    EXPECT_EQ(stats.decompressed, 6u);
+    EXPECT_EQ(stats.served, 12u);
+    EXPECT_EQ(first, std::vector<std::string>(plain.begin(), plain.begin() + 6));
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(third, (std::vector<std::string>{p.bytes[2], p.bytes[1], p.bytes[0], p.bytes[5], p.bytes[4],
+                                               p.bytes[3]}));
+}
+
+TEST_F(CabinetCache, EntriesPassedOnTheWayAreKeptForTheNextCheck)
+{
+    const Package p = MakePackage();
+    cache::Enable(true);
+    std::vector<std::string> contents;
+    RunCheck(p, {2, 5}, contents);  // the last entry of each cabinet only
+    EXPECT_EQ(cache::GetStats().decompressed, 6u);
+    EXPECT_EQ(cache::GetStats().served, 0u);
+    RunCheck(p, {0, 1, 3, 4}, contents);
+    EXPECT_EQ(cache::GetStats().decompressed, 6u);
+    EXPECT_EQ(cache::GetStats().served, 4u);
+    EXPECT_EQ(contents, (std::vector<std::string>{p.bytes[2], p.bytes[5], p.bytes[0], p.bytes[1], p.bytes[3],
+                                                  p.bytes[4]}));
+}
+
+TEST_F(CabinetCache, MemoryOverflowGoesToDiskAndLargeEntriesBypass)
+{
+    const Package p = MakePackage();
+    const std::vector<size_t> all = {0, 1, 2, 3, 4, 5};
+
+    cache::Limits small;
+    small.memoryBytes = 50000;  // about two entries; the rest is written to disk
+    cache::Enable(true, small);
+    std::vector<std::string> first, second;
+    RunCheck(p, all, first);
+    EXPECT_GT(cache::GetStats().diskBytes, 0u);
+    EXPECT_LE(cache::GetStats().memoryBytes, 50000u);
+    RunCheck(p, all, second);
+    EXPECT_EQ(cache::GetStats().decompressed, 6u);
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(second, std::vector<std::string>(p.bytes.begin(), p.bytes.end()));
+
+    cache::Limits tiny;
+    tiny.diskBytes = 0;
+    tiny.memoryBytes = 0;
+    cache::Enable(true, tiny);
+    RunCheck(p, all, second);
+    RunCheck(p, all, second);
+    EXPECT_EQ(cache::GetStats().decompressed, 12u);  // nothing could be kept
+    EXPECT_EQ(cache::GetStats().diskBytes, 0u);
+
+    cache::Limits bypass;
+    bypass.largestEntry = 1000;
+    cache::Enable(true, bypass);
+    std::vector<std::string> third;
+    RunCheck(p, all, third);
+    RunCheck(p, all, third);
+    EXPECT_EQ(cache::GetStats().decompressed, 12u);
+    EXPECT_EQ(cache::GetStats().served, 0u);
+    EXPECT_EQ(std::vector<std::string>(third.begin(), third.begin() + 6), first);
+}
+
+}  // namespace
