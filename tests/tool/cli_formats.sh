@@ -83,7 +83,8 @@ expected='{
 '"$(result QVBP01 0 'Feature ALL conflicts with the installation meta-feature ALL.' Feature Feature ALL),
 $(result QVBP01 0 'Feature ALL conflicts with the installation meta-feature ALL.' Feature Feature all),
 $(result QVICE05 1 'MSI property MsiCustom begins with reserved characters. MSI property names cannot start with \"MSI\" (case-insensitive)' Property Property MsiCustom)"'
-      ]
+      ],
+      "invocations": [{"executionSuccessful": true}]
     }
   ]
 }'
@@ -100,10 +101,18 @@ fi
 "$qvice" --format sarif --no-reference "${three[@]}" > failed.sarif
 "$qvice" --format sarif "$sample" > sample.sarif
 "$qvice" --format sarif --checks QVBP01 good.msi > empty.sarif
+"$qvice" --format sarif --checks QVBP01 good.msi missing.msi text.msi > unusable.sarif 2> /dev/null
 check "sarif: valid against the SARIF 2.1.0 schema" "fx.sarif: valid SARIF 2.1.0
 failed.sarif: valid SARIF 2.1.0
 sample.sarif: valid SARIF 2.1.0
-empty.sarif: valid SARIF 2.1.0" "$(node "$sarif_check/validate.js" fx.sarif failed.sarif sample.sarif empty.sarif 2>&1)"
+empty.sarif: valid SARIF 2.1.0
+unusable.sarif: valid SARIF 2.1.0" \
+    "$(node "$sarif_check/validate.js" fx.sarif failed.sarif sample.sarif empty.sarif unusable.sarif 2>&1)"
+check "sarif: packages that cannot be used fail the invocation" '      "invocations": [{"executionSuccessful": false, "toolExecutionNotifications": [
+          {"level": "error", "message": {"text": "qvice: cannot open missing.msi: no such file"}},
+          {"level": "error", "message": {"text": "qvice: cannot open text.msi: not a compound file"}}
+        ]}]' "$(sed -n '/"invocations"/,/]}]/p' unusable.sarif)"
+check "sarif: a usable run succeeds" '      "invocations": [{"executionSuccessful": true}]' "$(grep '"invocations"' fx.sarif)"
 check "sarif: a failure is an error, a warning a warning" "error warning" \
     "$(grep -o '"level": "[a-z]*"' failed.sarif fx.sarif | sed 's/.*: "//; s/"//' | sort -u | tr '\n' ' ' | sed 's/ $//')"
 

@@ -122,7 +122,7 @@ public:
         std::fputc('\n', m_out);
         std::fflush(m_out);
     }
-    void Finish() override { std::fflush(m_out); }
+    void Finish(int) override { std::fflush(m_out); }
 
 private:
     std::FILE* m_out;
@@ -145,7 +145,7 @@ public:
         std::fwrite(object.data(), 1, object.size(), m_out);
         std::fflush(m_out);
     }
-    void Finish() override {
+    void Finish(int) override {
         std::fputs("\n]\n", m_out);
         std::fflush(m_out);
     }
@@ -185,7 +185,9 @@ public:
         m_results.push_back(std::move(r));
     }
 
-    void Finish() override {
+    void Note(const std::string& text) override { m_notes.push_back(text); }
+
+    void Finish(int status) override {
         std::string doc =
             "{\n  \"$schema\": "
             "\"https://docs.oasis-open.org/sarif/sarif/v2.1.0/errata01/os/schemas/sarif-schema-2.1.0.json\",\n"
@@ -198,8 +200,20 @@ public:
         doc += m_rules.empty() ? "]\n" : "\n          ]\n";
         doc += "        }\n      },\n      \"results\": [";
         for (size_t i = 0; i < m_results.size(); ++i) doc += (i ? ",\n" : "\n") + m_results[i];
-        doc += m_results.empty() ? "]\n" : "\n      ]\n";
-        doc += "    }\n  ]\n}\n";
+        doc += m_results.empty() ? "],\n" : "\n      ],\n";
+        // The invocation fails when a package or an option could not be used;
+        // what qvice wrote on stderr goes with it.
+        doc += "      \"invocations\": [{\"executionSuccessful\": " + std::string(status < 2 ? "true" : "false");
+        if (!m_notes.empty()) {
+            doc += ", \"toolExecutionNotifications\": [";
+            for (size_t i = 0; i < m_notes.size(); ++i) {
+                const bool note = m_notes[i].rfind("qvice: note: ", 0) == 0;
+                doc += (i ? ",\n          " : "\n          ") + std::string("{\"level\": \"") +
+                       (note ? "note" : "error") + "\", \"message\": {\"text\": " + Quoted(m_notes[i]) + "}}";
+            }
+            doc += "\n        ]";
+        }
+        doc += "}]\n    }\n  ]\n}\n";
         std::fwrite(doc.data(), 1, doc.size(), m_out);
         std::fflush(m_out);
     }
@@ -225,6 +239,7 @@ private:
     std::vector<std::string> m_rules;
     std::map<std::string, size_t> m_index;
     std::vector<std::string> m_results;
+    std::vector<std::string> m_notes;
 };
 
 }  // namespace

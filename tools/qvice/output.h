@@ -39,8 +39,10 @@ public:
     // Each delivered line of `package`, in order; `kept` is false for a line
     // that the type filter leaves out (SARIF still learns its check from it).
     virtual void Line(const std::string& package, const std::string& line, bool kept) = 0;
-    // After the last package.
-    virtual void Finish() = 0;
+    // A line that also goes to stderr: why a package cannot be used, or a note.
+    virtual void Note(const std::string& text) {}
+    // After the last package, with the exit status of the run.
+    virtual void Finish(int status) = 0;
 };
 
 // "text", "json" or "sarif" over `out`, or null for another name.

@@ -212,6 +212,7 @@ public:
         m_progress.Around([&] { m_output.Line(m_package, line, kept); });
     }
     void Note(const std::string& text) override {
+        m_output.Note(text);
         m_progress.Around([&] { std::fprintf(stderr, "%s\n", text.c_str()); });
     }
     void Started(const std::string& check) override { m_progress.Check(m_package, check); }
@@ -450,10 +451,11 @@ int RunCommand(const std::vector<std::string>& given) {
             }
         }
     }
-    output->Finish();
+    const int status = std::max(result, worst);
+    output->Finish(status);
     if (out != stdout && std::fclose(out) != 0)
         return UsageError("cannot write " + options.output + ": " + std::strerror(errno));
-    return std::max(result, worst);
+    return status;
 }
 
 int ListCommand(const std::vector<std::string>& args) {
