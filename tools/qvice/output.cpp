@@ -22,7 +22,8 @@ Finding SplitLine(std::string_view line) {
     }
     Finding f;
     f.check = fields[0];
-    if (fields.size() > 1 && !fields[1].empty()) {
+    // Digits only: no sign, no blanks.
+    if (fields.size() > 1 && !fields[1].empty() && fields[1][0] >= '0' && fields[1][0] <= '9') {
         char* stop = nullptr;
         const long value = std::strtol(fields[1].c_str(), &stop, 10);
         if (*stop == '\0' && value >= 0 && value <= 0x7fffffff) f.type = static_cast<int>(value);
