@@ -9,7 +9,8 @@
 # package whose other files come from elsewhere.
 # Usage: bench/full_run.sh [BUILD_DIR] [DIVISOR]   (default build/native, 1;
 #        a DIVISOR of 10 makes every size ten times smaller, for a quick look)
-#        QV_BENCH_SLOWEST=N adds a second run that lists the N slowest checks.
+#        QV_BENCH_SLOWEST=N adds a second run that lists the N slowest checks;
+#        QV_BENCH_WORK=DIR builds the packages there and keeps them.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build/native}
@@ -19,12 +20,17 @@ qvice=$build/qvice
 for tool in msibuild gcab cabextract python3; do
     command -v $tool > /dev/null || { echo "needs $tool"; exit 2; }
 done
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+if [ -n "${QV_BENCH_WORK:-}" ]; then
+    work=$QV_BENCH_WORK  # kept afterwards, with the packages, for a closer look
+    mkdir -p "$work"
+else
+    work=$(mktemp -d)
+    trap 'rm -rf "$work"' EXIT
+fi
 
 generate() {  # DIR REGISTRY_ROWS FILE_ROWS REAL_FILES
     local dir=$1
-    mkdir -p "$dir/one" "$dir/two"
+    rm -rf "$dir" && mkdir -p "$dir/one" "$dir/two"
     python3 - "$@" <<'PY'
 import os, random, sys
 dir, registry, files, real = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4])
@@ -98,7 +104,6 @@ for size in quarter full; do
         "$(echo "($(stat -c %s "$dir/one.cab") + $(stat -c %s "$dir/two.cab")) / 1000000" | bc -l)"
     printf '         all checks %8.2f s (%d lines); floor %6.2f s (dump %.2f s + cabextract -t %.2f s); ratio %.2f\n' \
         "$t" "${lines[$size]}" "${floor[$size]}" "$dump" "$cab" "$(echo "$t / ${floor[$size]}" | bc -l)"
-    if [ -n "${QV_BENCH_KEEP:-}" ]; then cp "$dir/out.txt" "$QV_BENCH_KEEP.$size.txt"; fi
     if [ -n "${QV_BENCH_SLOWEST:-}" ]; then
         # Where the time goes: qvice's status line (on a terminal) tells when each check starts.
         printf '         slowest checks:'
