@@ -135,6 +135,24 @@ check "--min-type 0 leaves out the errors, and they do not count" $'\n[stderr] \
 check "cannot write the output" "[stderr] qvice: cannot write nodir/x.json: No such file or directory
 [exit] 2" "$(run --output nodir/x.json fx.msi | tail -2)"
 
+# The cabinet cache: the checks of a package share one decompression of each
+# entry; the lines are the same without it.
+mkdir cab && for i in 1 2 3 4; do head -c $((3000 * i)) /dev/urandom > cab/f$i; done
+(cd cab && gcab -c -z -n ../files.cab f1 f2 f3 f4)
+printf 'File\tComponent_\tFileName\tFileSize\tVersion\tLanguage\tAttributes\tSequence\r\ns72\ts72\tl255\ti4\tS72\tS20\tI2\ti2\r\nFile\tFile\r\n' > File.idt
+for i in 1 2 3 4; do printf 'f%d\tMain\tf%d.dll\t%d\t\t\t16384\t%d\r\n' $i $i $((3000 * i)) $i >> File.idt; done
+printf 'DiskId\tLastSequence\tDiskPrompt\tCabinet\tVolumeLabel\tSource\r\ni2\ti2\tL64\tS255\tS32\tS72\r\nMedia\tDiskId\r\n1\t4\t\t#files.cab\t\t\r\n' > Media.idt
+printf 'Component\tComponentId\tDirectory_\tAttributes\tCondition\tKeyPath\r\ns72\tS38\ts72\ti2\tS255\tS72\r\nComponent\tComponent\r\nMain\t\tTARGETDIR\t0\t\tf1\r\n' > Component.idt
+printf 'Directory\tDirectory_Parent\tDefaultDir\r\ns72\tS72\tl255\r\nDirectory\tDirectory\r\nTARGETDIR\t\tSourceDir\r\n' > Directory.idt
+mkdir product && printf 'Property\tValue\r\ns72\tl0\r\nProperty\tProperty\r\nProductCode\t{22222222-2222-2222-2222-222222222222}\r\n' > product/Property.idt
+msibuild cab.msi -i product/Property.idt -i Directory.idt -i Component.idt -i File.idt -i Media.idt -a files.cab files.cab
+"$qvice" --cache-stats cab.msi > cached.txt 2> cached.err
+"$qvice" --no-cache --cache-stats cab.msi > uncached.txt 2> uncached.err
+check "cache: the same lines with and without it" "$(cat uncached.txt)" "$(cat cached.txt)"
+check "cache: each entry decompressed once" "qvice: note: cab.msi: 4 cabinet entries decompressed, $(($(cut -d' ' -f4 uncached.err) - 4)) served from the cache" \
+    "$(cat cached.err)"
+check "cache: several checks read the files" "1" "$(awk -v n="$(cut -d' ' -f4 uncached.err)" 'BEGIN {print (n >= 8)}')"
+
 # --checks: families, exclusions, order and repeats.
 banners() { "$qvice" --no-reference "$@" good.msi | awk -F'\t' '$2 == 3 && $3 ~ / - / {print $1}' | tr '\n' ' '; }
 check "families in the order given, a repeat once" "QVBP02 QVBP01 QVBP03 QVBP04 QVBP05 QVBP06 QVBP07 QVBP08 QVBP09 QVBP10 QVBP11 QVBP12 QVBP13 QVBP14 QVBP15 QVBP16 QVBP17 QVBP18 QVBP19 QVBP20 " \

@@ -22,6 +22,7 @@
 #include "framework/registry.h"
 #include "output.h"
 #include "platform/posix/api/database_posix.h"
+#include "platform/posix/inspect/cabinet_cache.h"
 #include "platform/posix/runner.h"
 #include "progress.h"
 #include "reference.h"
@@ -41,6 +42,8 @@ struct RunOptions {
     std::string format = "text";
     std::string output;
     int jobs = 1;
+    bool cache = true;         // share decompressed cabinet entries between the checks
+    bool cache_stats = false;  // a note with the cache's counts after each package
 };
 
 bool IsFamily(const std::string& name) { return name == "bp" || name == "ice" || name == "vice" || name == "uwp"; }
@@ -177,6 +180,12 @@ int RunPackage(const RunOptions& options, const std::string& package, Events& ev
         return fail("cannot open a session over " + package);
     }
 
+    // The checks of this package share one decompression of each cabinet
+    // entry; nothing is kept from one package to the next.
+    namespace cache = qv::mscab::cache;
+    cache::Enable(options.cache);
+    cache::Clear();
+
     std::vector<std::wstring> order = options.checks;
     if (order.empty()) order = SequencedChecks(database, session);
     if (order.empty())
@@ -196,6 +205,12 @@ int RunPackage(const RunOptions& options, const std::string& package, Events& ev
     }
     MsiCloseHandle(session);
     MsiCloseHandle(database);
+    if (options.cache_stats) {
+        const cache::Stats stats = cache::GetStats();
+        events.Note("qvice: note: " + package + ": " + std::to_string(stats.decompressed) +
+                    " cabinet entries decompressed, " + std::to_string(stats.served) + " served from the cache");
+    }
+    cache::Clear();
     return 0;
 }
 
@@ -420,6 +435,10 @@ int RunCommand(const std::vector<std::string>& given) {
             if (!value(options.output) || options.output.empty()) return UsageError("--output needs a file");
         } else if (a == "--jobs" || a == "-j") {
             if (!number(options.jobs, 1, 256)) return UsageError("--jobs needs a number from 1 to 256");
+        } else if (a == "--no-cache") {
+            options.cache = false;
+        } else if (a == "--cache-stats") {
+            options.cache_stats = true;
         } else if (!a.empty() && a[0] == '-') {
             return UsageError("unknown option " + a + " (see qvice --help)");
         } else {
