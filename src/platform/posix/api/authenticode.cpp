@@ -472,9 +472,18 @@ AuthenticodeResult VerifyAuthenticode(const uint8_t* data, size_t size, bool has
     // The signer's signature over its attributes, and their message digest
     // over the content octets of SpcIndirectDataContent. The chain is
     // checked below, with the usage Authenticode needs.
-    BioPtr content(BIO_new_mem_buf(indirect.content, static_cast<int>(indirect.contentSize)));
-    if (!content)
+    // Authenticode names exactly one digest algorithm. The content goes in
+    // under a buffering filter: OpenSSL copies a bare memory source into a
+    // stream of its own, which it then does not free.
+    if (sk_X509_ALGOR_num(p7->d.sign->md_algs) != 1)
+        return fail(TRUST_E_NOSIGNATURE, "not exactly one digest algorithm");
+    BioPtr content(BIO_new(BIO_f_buffer()));
+    BIO* source = BIO_new_mem_buf(indirect.content, static_cast<int>(indirect.contentSize));
+    if (!content || !source) {
+        BIO_free(source);
         return fail(E_FAIL, "out of memory");
+    }
+    BIO_push(content.get(), source);
     ERR_clear_error();
     if (PKCS7_verify(p7.get(), nullptr, nullptr, content.get(), nullptr, PKCS7_NOVERIFY | PKCS7_BINARY) != 1) {
         const int why = ERR_GET_REASON(ERR_peek_last_error());
