@@ -1,5 +1,4 @@
-// Executable content checks of the logo family. QVICE02 and QVICE11 (signatures
-// and manifests) run their banner only until their readers land.
+// Executable content checks of the logo family.
 #include "checks/ice/executable_content.h"
 
 #include <vector>
