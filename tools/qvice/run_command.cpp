@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -119,7 +120,6 @@ std::vector<std::wstring> SequencedChecks(MSIHANDLE database, MSIHANDLE session)
     MsiCloseHandle(view);
     return names;
 }
-
 
 // What the run of one package tells whoever shows it.
 class Events {
@@ -282,7 +282,8 @@ void ParseRecords(Job& job, Progress& progress, const std::string& package) {
     size_t at = 0;
     while (job.bytes.size() - at >= 5) {
         uint32_t n = 0;
-        for (int i = 0; i < 4; ++i) n |= static_cast<uint32_t>(static_cast<unsigned char>(job.bytes[at + 1 + i])) << (8 * i);
+        for (int i = 0; i < 4; ++i)
+            n |= static_cast<uint32_t>(static_cast<unsigned char>(job.bytes[at + 1 + i])) << (8 * i);
         if (job.bytes.size() - at - 5 < n) break;
         const char tag = job.bytes[at];
         std::string payload = job.bytes.substr(at + 5, n);
