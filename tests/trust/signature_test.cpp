@@ -24,7 +24,11 @@ HRESULT Verdict(const std::string& path, DWORD flags = MSI_INVALID_HASH_IS_FATAL
 class Trust : public ::testing::Test {
 protected:
     void SetUp() override { qv::ResetTrustedRoots(); }
-    void TearDown() override { qv::ResetTrustedRoots(); }
+    void TearDown() override
+    {
+        qv::ResetTrustedRoots();
+        qv::SetShippedRootsFolder("");
+    }
 };
 
 TEST_F(Trust, VerdictsWithAndWithoutTheTestRoot)
@@ -53,9 +57,16 @@ TEST_F(Trust, VerdictsWithAndWithoutTheTestRoot)
     EXPECT_EQ(Verdict(s.Path("signed.exe")), CERT_E_UNTRUSTEDROOT);
 }
 
-TEST_F(Trust, AddedRootsNeedAReadablePemFile)
+TEST_F(Trust, AddedRootsNeedAReadablePemFileShippedOnesAFolder)
 {
     const Signed& s = Signed::Get();
+    // The folder's *.pem and *.crt files; other names and missing folders add nothing.
+    const std::string folder = std::filesystem::path(s.ca()).parent_path().string();
+    EXPECT_EQ(qv::SetShippedRootsFolder(folder), 3u);  // ca.pem, code.pem, mail.pem
+    EXPECT_EQ(Verdict(s.Path("signed.exe")), S_OK);
+    EXPECT_EQ(qv::SetShippedRootsFolder(folder + "/none"), 0u);
+    EXPECT_EQ(Verdict(s.Path("signed.exe")), CERT_E_UNTRUSTEDROOT);
+
     std::string reason;
     EXPECT_FALSE(qv::AddTrustedRoots(s.Path("none.pem"), reason));
     EXPECT_EQ(reason, "cannot read " + s.Path("none.pem"));
@@ -122,6 +133,16 @@ TEST_F(Trust, QVICE02ReportsEveryUnsignedFileOfASignedExtension)
                                                  L"against this file's contents may be invalid.",
                                                  L"Gone"),
                                      unsigned_(L"gone.exe", L".exe", L"Gone"), unsigned_(L"mail.exe", L".exe", L"Mail")}));
+    // IsSigned's debug lines frame the check of each file it reaches.
+    const uwptest::Lines debug =
+        uwptest::RunUwp(QVICE02, {files[0], files[4]},
+                        {extensions[0], extensions[1], qvtest::kPropertyTable,
+                         qvtest::PropertyRow("_QV_DEBUGGING_ACTION", "1")});
+    uwptest::Lines cert;
+    std::copy_if(debug.begin(), debug.end(), std::back_inserter(cert),
+                 [](const std::wstring& l) { return l.find(L"digital cert") != l.npos; });
+    EXPECT_EQ(cert, (uwptest::Lines{L"QVICE02\t3\tChecking digital cert for file Good",
+                                    L"QVICE02\t3\tDone checking digital cert"}));
     // Without the table no file is looked at.
     EXPECT_EQ(uwptest::RunUwp(QVICE02, files), uwptest::With(banner, {}));
     // Without the test root nothing of it is signed.
