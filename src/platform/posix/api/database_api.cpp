@@ -69,6 +69,7 @@ bool SetPropertyRow(MSIHANDLE database, const std::wstring& property, const std:
         const auto& cell = table->at(r, key);
         if (cell.kind == qv::msidb::CellKind::String && db.string(cell.value) == property) {
             table->at(r, val) = value_cell;
+            ++table->generation;
             return true;
         }
     }

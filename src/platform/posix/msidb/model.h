@@ -80,11 +80,38 @@ struct Cell {
     bool is_null() const { return kind == CellKind::Null; }
 };
 
+// Equality index of one column: the first row of each value, and the rows
+// with the same value chained in stored order (next[row]). Strings are
+// keyed by their text, so duplicate texts in a damaged pool still match.
+struct ColumnIndex {
+    size_t rows = 0;          // the table's row count when it was built
+    uint64_t generation = 0;  // the table's generation when it was built
+    std::unordered_map<int32_t, uint32_t> integers;
+    std::unordered_map<std::wstring, uint32_t> strings;
+    std::vector<uint32_t> next;
+};
+
+// Indexes that queries build on first use; a copy of a table starts
+// without them.
+struct ColumnIndexes {
+    mutable std::map<size_t, std::shared_ptr<ColumnIndex>> by_column;
+    ColumnIndexes() = default;
+    ColumnIndexes(const ColumnIndexes&) {}
+    ColumnIndexes& operator=(const ColumnIndexes&) {
+        by_column.clear();
+        return *this;
+    }
+};
+
 struct Table {
     std::wstring name;
     std::vector<Column> columns;  // in column-number order: key columns first
     std::vector<Cell> cells;      // row-major, rows() * columns.size()
     bool temporary = false;
+    // Bumped by every change to a stored cell (appended rows change rows()),
+    // which makes the column indexes rebuild.
+    uint64_t generation = 0;
+    ColumnIndexes indexes;
 
     size_t rows() const { return columns.empty() ? 0 : cells.size() / columns.size(); }
     const Cell& at(size_t row, size_t column) const { return cells[row * columns.size() + column]; }

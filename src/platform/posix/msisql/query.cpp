@@ -5,7 +5,9 @@
 // one tuple into fields. Top-level AND terms of the WHERE clause are checked
 // as soon as the tables they name are bound, and an equality between a column
 // of the current table and one of an earlier table is answered from a hash
-// index of the current table, so the usual two-table join is linear.
+// index of the current table, so the usual two-table join is linear. An
+// equality between a column and a constant is answered from an index that
+// the table keeps between queries, so a lookup by key costs no scan.
 #include "query.h"
 
 #include <algorithm>
@@ -185,6 +187,7 @@ private:
     bool eval(int node, const uint32_t* tuple) const;
     bool compare(const Node& n, const uint32_t* tuple) const;
     void build_index(uint32_t level, BoundColumn build);
+    const msidb::ColumnIndex* constant_index(uint32_t level) const;
     void scan(uint32_t level, uint32_t* tuple);
     bool same_value(const Cell& a, const Cell& b) const;
     size_t row_hash(const uint32_t* tuple) const;
@@ -206,6 +209,7 @@ private:
     // equality (probe column of an earlier table, indexed column of this one).
     std::vector<std::vector<int>> filters_;
     std::vector<int> join_node_;
+    std::vector<int> constant_node_;  // a "column = constant" term of the table
     std::vector<BoundColumn> probe_;
     std::vector<JoinIndex> indexes_;
 
@@ -328,6 +332,7 @@ bool SelectQuery::bind(const Statement& st, std::wstring_view sql, Error& error)
     // each to the last table it reads.
     filters_.assign(tables_.size(), {});
     join_node_.assign(tables_.size(), -1);
+    constant_node_.assign(tables_.size(), -1);
     probe_.assign(tables_.size(), {});
     indexes_.resize(tables_.size());
     if (root_ >= 0) {
@@ -347,6 +352,11 @@ bool SelectQuery::bind(const Statement& st, std::wstring_view sql, Error& error)
             const uint32_t level = last_table_of(term);
             filters_[level].push_back(term);
             const Node& n = nodes_[term];
+            if (constant_node_[level] < 0 && n.kind == CondNode::Kind::Compare && n.op == CompareOp::Eq &&
+                n.lhs.table == level &&
+                (n.rhs_kind == CondNode::Operand::String || n.rhs_kind == CondNode::Operand::Integer ||
+                 n.rhs_kind == CondNode::Operand::Param))
+                constant_node_[level] = term;
             if (level == 0 || join_node_[level] >= 0 || n.kind != CondNode::Kind::Compare ||
                 n.op != CompareOp::Eq || n.rhs_kind != CondNode::Operand::Column || n.lhs.table == n.rhs.table)
                 continue;
@@ -444,6 +454,42 @@ void SelectQuery::build_index(uint32_t level, BoundColumn build) {
     }
 }
 
+// The table's index of the column of this level's "column = constant"
+// term, built or rebuilt as needed; null when the term cannot use one (a
+// null constant, or a constant of the other kind, which matches per the
+// rules of compare).
+const msidb::ColumnIndex* SelectQuery::constant_index(uint32_t level) const {
+    if (constant_node_[level] < 0 || slots_[level] < 0) return nullptr;
+    const Node& n = nodes_[constant_node_[level]];
+    const bool usable = (n.value_kind == CellKind::Integer && n.lhs_category == Category::Integer) ||
+                        (n.value_kind == CellKind::String && n.lhs_category == Category::String && !n.text.empty());
+    if (!usable) return nullptr;
+    const Table& table = *tables_[level];
+    const size_t rows = table.rows();
+    if (rows < 64) return nullptr;  // a scan is as quick
+    std::shared_ptr<msidb::ColumnIndex>& slot = table.indexes.by_column[n.lhs.column];
+    if (slot && slot->rows == rows && slot->generation == table.generation) return slot.get();
+    auto index = std::make_shared<msidb::ColumnIndex>();
+    index->rows = rows;
+    index->generation = table.generation;
+    index->next.assign(rows, kNoRow);
+    for (size_t r = rows; r-- > 0;) {
+        const Cell& c = table.at(r, n.lhs.column);
+        const auto row = static_cast<uint32_t>(r);
+        if (c.kind == CellKind::Integer) {
+            auto [it, fresh] = index->integers.try_emplace(c.value, row);
+            if (!fresh) index->next[r] = it->second, it->second = row;
+        } else if (c.kind == CellKind::String) {
+            const std::wstring& text = db_.string(c.value);
+            if (text.empty()) continue;
+            auto [it, fresh] = index->strings.try_emplace(text, row);
+            if (!fresh) index->next[r] = it->second, it->second = row;
+        }
+    }
+    slot = std::move(index);
+    return slot.get();
+}
+
 void SelectQuery::scan(uint32_t level, uint32_t* tuple) {
     const Table& table = *tables_[level];
     const std::vector<int>& filters = filters_[level];
@@ -470,6 +516,21 @@ void SelectQuery::scan(uint32_t level, uint32_t* tuple) {
             if (it != index.strings.end()) row = it->second;
         }
         for (; row != kNoRow; row = index.next[row]) visit(row);
+        return;
+    }
+    if (const msidb::ColumnIndex* index = constant_index(level)) {
+        // Only rows holding the constant can pass the term; the filters
+        // still test every term.
+        const Node& n = nodes_[constant_node_[level]];
+        uint32_t row = kNoRow;
+        if (n.value_kind == CellKind::Integer) {
+            auto it = index->integers.find(n.integer);
+            if (it != index->integers.end()) row = it->second;
+        } else {
+            auto it = index->strings.find(n.text);
+            if (it != index->strings.end()) row = it->second;
+        }
+        for (; row != kNoRow; row = index->next[row]) visit(row);
         return;
     }
     const auto rows = static_cast<uint32_t>(table.rows());
