@@ -1,5 +1,6 @@
 #include "framework/library.h"
 
+#include "checks/uwp/dotnet_target.h"
 #include "database/inventory.h"
 #include "framework/vice_base.h"
 #include "inspect/media_cabinet.h"
@@ -35,6 +36,7 @@ void QvResetLibraryState()
     qv::inventory::ResetState();
     ResetMergeModuleAnswer();
     CQVViceBase::ResetInstalledTargets();
+    CQVAppx13::ResetInspectors();
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)

@@ -44,6 +44,21 @@ unsigned() { located QVICE02 1 "File $1 in Component Main is not digitally signe
 expect ice02 QVICE02 "QVICE02${T}3${T}QVICE02 - Validate that all executable files included with the installation are digitally signed" \
     "$(unsigned signed.exe Signed)" "$(unsigned 'Plain Tool.exe' Plain)"
 
+# With the script's root trusted through --trust the signed image passes;
+# a file that holds no certificate is refused as an option.
+EXTRA_ARGS=(--trust files/ca.pem)
+expect ice02 QVICE02 "QVICE02${T}3${T}QVICE02 - Validate that all executable files included with the installation are digitally signed" \
+    "$(unsigned 'Plain Tool.exe' Plain)"
+EXTRA_ARGS=()
+got=$("$qvice" --trust files/a.c ice02.msi 2>&1)
+status=$?
+if [ "$status" -eq 2 ] && [[ "$got" == "qvice: cannot trust files/a.c: "* ]]; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1))
+    echo "FAIL --trust with a file of no certificate: status $status, $got"
+fi
+
 # QVUWP12: a .NET Framework target (the display name's named argument is
 # dropped), no target at all, a .NET Core target, and a native image.
 new_package uwp12 "${BASE[@]}" "$(file_row Fx fx.exe 8192 1)" "$(file_row None none.exe 8192 2)" \

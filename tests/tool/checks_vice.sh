@@ -57,4 +57,21 @@ new_package_with_template x64 'x64;1033' "$SEV" "$(sev_row QVVICE19 3)" || exit 
 expect x64 QVVICE19 "QVVICE19${T}3${T}QVVICE19 - Checks to see if this is a 64-bit package. ThinApp and XenApp do not support 64-bit applications." \
     "QVVICE19${T}1${T}The package is 64-bit. ThinApp and XenApp do not support 64-bit applications."
 
+# A file tests table without its Vice column: QVVICE01's constructor fails,
+# qvice says so, runs the next check and ends with status 2.
+BROKEN="CREATE TABLE \`_QvViceFileTestEntries\` (\`Check\` CHAR(72) NOT NULL, \`Test\` CHAR(255) NOT NULL PRIMARY KEY \`Check\`, \`Test\`)"
+new_package broken "$BROKEN" "INSERT INTO \`_QvViceFileTestEntries\` (\`Check\`, \`Test\`) VALUES ('QVVICE01', 'x')" \
+    "$SEV" "$(sev_row QVVICE19 2)" || exit 1
+got=$("$qvice" --no-reference --checks QVVICE01,QVVICE19 broken.msi 2>&1)
+status=$?
+want="qvice: QVVICE01 on broken.msi ended with an exception that escaped the check; its findings may be incomplete
+QVVICE19${T}3${T}QVVICE19 - Checks to see if this is a 64-bit package. ThinApp and XenApp do not support 64-bit applications."
+if [ "$status" -eq 2 ] && [ "$got" == "$want" ]; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1))
+    echo "FAIL an exception out of a constructor: status $status"
+    diff <(echo "$want") <(echo "$got")
+fi
+
 finish

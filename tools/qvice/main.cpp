@@ -36,6 +36,8 @@ const char kUsage[] =
     "                      the built-in reference data\n"
     "  --no-reference      merge nothing: the package's own tables are the reference tables\n"
     "  --debug             act as if the Property table had the row _QV_DEBUGGING_ACTION\n"
+    "  --trust FILE        also trust the root certificates of this PEM file when judging\n"
+    "                      signatures (may be given more than once)\n"
     "  --no-cache          let every check decompress the cabinet entries it reads (by default\n"
     "                      the checks of one package share one decompression of each entry)\n"
     "  --cache-stats       after each package, a note on stderr: entries decompressed, and\n"
@@ -47,7 +49,8 @@ const char kUsage[] =
     "package and the time elapsed.\n"
     "\n"
     "Exit status: 0 when no line of type 0 or 1 was kept, 1 when one was, 2 when a package\n"
-    "or the options cannot be used (the worst over all packages).\n";
+    "or the options cannot be used, or a check ended with an exception that escaped it\n"
+    "(the worst over all packages).\n";
 
 }  // namespace
 

@@ -23,6 +23,7 @@
 #include "framework/registry.h"
 #include "output.h"
 #include "platform/posix/api/database_posix.h"
+#include "platform/posix/inspect/authenticode.h"
 #include "platform/posix/inspect/cabinet_cache.h"
 #include "platform/posix/runner.h"
 #include "progress.h"
@@ -186,6 +187,7 @@ int RunPackage(const RunOptions& options, const std::string& package, Events& ev
     cache::Enable(options.cache);
     cache::Clear();
 
+    bool incomplete = false;
     std::vector<std::wstring> order = options.checks;
     if (order.empty()) order = SequencedChecks(database, session);
     if (order.empty())
@@ -201,7 +203,16 @@ int RunPackage(const RunOptions& options, const std::string& package, Events& ev
         events.Started(Utf8(name));
         // The installer loads a custom-action library afresh for each action.
         QvResetLibraryState();
-        check->entry(session);
+        try {
+            check->entry(session);
+        } catch (...) {
+            // An exception the check does not catch itself (one from its
+            // constructor, say) ends the action as the installer's would,
+            // and the others still run; the run counts as incomplete.
+            events.Note("qvice: " + Utf8(name) + " on " + package +
+                        " ended with an exception that escaped the check; its findings may be incomplete");
+            incomplete = true;
+        }
     }
     MsiCloseHandle(session);
     MsiCloseHandle(database);
@@ -211,7 +222,7 @@ int RunPackage(const RunOptions& options, const std::string& package, Events& ev
                     " cabinet entries decompressed, " + std::to_string(stats.served) + " served from the cache");
     }
     cache::Clear();
-    return 0;
+    return incomplete ? 2 : 0;
 }
 
 // Shows the events of one package: lines through the output (the type
@@ -396,6 +407,11 @@ int RunCommand(const std::vector<std::string>& given) {
             args.push_back(a);
         }
     }
+    // The code-signing roots shipped with qvice: installed, else those of
+    // the source tree it was built from.
+    struct stat shipped {};
+    qv::SetShippedRootsFolder(::stat(QVICE_SHIPPED_TRUST, &shipped) == 0 ? QVICE_SHIPPED_TRUST : QVICE_SOURCE_TRUST);
+
     RunOptions options;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -436,6 +452,10 @@ int RunCommand(const std::vector<std::string>& given) {
             if (!value(options.output) || options.output.empty()) return UsageError("--output needs a file");
         } else if (a == "--jobs" || a == "-j") {
             if (!number(options.jobs, 1, 256)) return UsageError("--jobs needs a number from 1 to 256");
+        } else if (a == "--trust") {
+            std::string file, reason;
+            if (!value(file)) return UsageError("--trust needs a PEM file of root certificates");
+            if (!qv::AddTrustedRoots(file, reason)) return UsageError("cannot trust " + file + ": " + reason);
         } else if (a == "--no-cache") {
             options.cache = false;
         } else if (a == "--cache-stats") {

@@ -29,12 +29,14 @@ new_package() {
 }
 
 # expect NAME CHECK LINE...: qvice's output must be exactly these lines.
+# Options that expect passes to qvice besides the check.
+EXTRA_ARGS=()
 expect() {
     local name=$1 check=$2
     shift 2
     local want got
     want=$(printf '%s\n' "$@")
-    got=$("$qvice" --no-reference --checks "$check" "$name.msi" 2>&1)
+    got=$("$qvice" --no-reference "${EXTRA_ARGS[@]}" --checks "$check" "$name.msi" 2>&1)
     if [ "$got" == "$want" ]; then
         passed=$((passed + 1))
     else
