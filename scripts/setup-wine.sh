@@ -40,37 +40,49 @@ echo "setup-wine: plain install failed; aligning amd64 libraries with their i386
 candidate() { apt-cache policy "$1" 2>/dev/null | awk '/Candidate:/ {print $2; exit}'; }
 installed() { dpkg-query -W -f='${Status} ${Version}' "$1" 2>/dev/null | awk '/install ok installed/ {print $4}'; }
 declare -A pin=()
-for p in libpcre2-8-0 libpcre2-16-0 libpcre2-32-0 libpcre2-posix3 libpcre2-dev; do
-  [ -n "$(installed "$p")" ] && pin[$p]=10.42-1
-  case $p in *-dev) ;; *) pin[$p:i386]=10.42-1 ;; esac
+# Every i386 package wine32 can pull in; those of Multi-Arch "same" whose
+# amd64 copy is installed at another version are pinned, on both
+# architectures, to the version that i386 can have (libpcre2 at 10.42-1 in
+# the case first met), with the packages built beside them (a -dev package).
+closure=$(apt-cache depends --recurse --no-recommends --no-suggests --no-conflicts --no-breaks \
+            --no-replaces --no-enhances wine32:i386 2>/dev/null | grep -oE '^[a-z0-9][a-z0-9.+-]*:i386' | sort -u)
+status=$(dpkg-query -W -f='${Package} ${source:Package} ${Version} ${db:Status-Abbrev}\n' 2>/dev/null)
+for n in $closure; do
+  base=${n%:i386}
+  va=$(installed "$base"); [ -n "$va" ] || continue
+  vi=$(candidate "$n")
+  { [ -n "$vi" ] && [ "$vi" != "(none)" ] && [ "$va" != "$vi" ]; } || continue
+  # (grep reads the whole text: grep -q would end the pipe early and
+  # pipefail would count the writer's SIGPIPE as a failure.)
+  [ "$(apt-cache show "$n=$vi" 2>/dev/null | grep -c '^Multi-Arch: same')" -gt 0 ] || continue
+  pin[$n]=$vi; pin[$base]=$vi
+  src=$(dpkg-query -W -f='${source:Package}' "$base" 2>/dev/null)
+  for sib in $(printf '%s\n' "$status" | awk -v s="$src" -v v="$va" '$2==s && $3==v && $4 ~ /^ii/ {print $1}'); do
+    [ "$sib" = "$base" ] && continue
+    [ "$(apt-cache madison "$sib" 2>/dev/null | grep -c " $vi ")" -gt 0 ] && pin[$sib]=$vi
+  done
 done
-# Repeat while the resolver names i386 packages whose amd64 copy differs.
-for round in $(seq 1 20); do
-  args=()
-  for k in "${!pin[@]}"; do args+=("$k=${pin[$k]}"); done
-  if out=$($SUDO apt-get install -s --no-install-recommends --allow-downgrades "${args[@]}" wine wine32:i386 2>&1); then
-    if $SUDO apt-get install -y -qq --no-install-recommends --allow-downgrades "${args[@]}" wine wine32:i386; then
-      have_wine && { echo "setup-wine: installed wine and wine32:i386 (${#pin[@]} library versions pinned)"; exit 0; }
+args=()
+for k in "${!pin[@]}"; do args+=("$k=${pin[$k]}"); done
+echo "setup-wine: pinning ${#args[@]} package versions: ${args[*]}"
+# apt's resolver gives up on long i386 chains that it would install when
+# asked by name: name each i386 package it reports as not installable, and
+# try again.
+targets=(wine wine32:i386)
+for round in $(seq 1 10); do
+  if out=$($SUDO apt-get install -s --no-install-recommends --allow-downgrades "${args[@]}" "${targets[@]}" 2>&1); then
+    if $SUDO apt-get install -y -qq --no-install-recommends --allow-downgrades "${args[@]}" "${targets[@]}"; then
+      have_wine && { echo "setup-wine: installed wine and wine32:i386 (${#targets[@]} packages named)"; exit 0; }
     fi
     break
   fi
   added=0
-  for n in $(printf '%s\n' "$out" | grep -oE '[a-z0-9][a-z0-9.+-]*:i386' | sort -u); do
-    base=${n%:i386}
+  for n in $(printf '%s\n' "$out" | grep '^ ' | grep -oE '[a-z0-9][a-z0-9.+-]*:i386' | sort -u); do
     [ -n "${pin[$n]:-}" ] && continue
-    vi=$(candidate "$n"); va=$(installed "$base")
-    { [ -n "$vi" ] && [ "$vi" != "(none)" ] && [ -n "$va" ] && [ "$va" != "$vi" ]; } || continue
-    pin[$n]=$vi; pin[$base]=$vi; added=1
-    # Installed packages built from the same source at the same version
-    # follow (a -dev package beside its library).
-    src=$(dpkg-query -W -f='${source:Package}' "$base" 2>/dev/null)
-    for sib in $(dpkg-query -W -f='${Package} ${source:Package} ${Version} ${db:Status-Abbrev}\n' 2>/dev/null |
-                 awk -v s="$src" -v v="$va" '$2==s && $3==v && $4 ~ /^ii/ {print $1}'); do
-      apt-cache madison "$sib" 2>/dev/null | grep -q " $vi " && pin[$sib]=$vi
-    done
+    case " ${targets[*]} " in *" $n "*) continue ;; esac
+    targets+=("$n"); added=1
   done
   if [ $added -eq 0 ]; then
-    echo "setup-wine: the resolver still refuses, with ${#pin[@]} versions pinned:"
     printf '%s\n' "$out" | grep -E '^ |^E:' | head -20
     break
   fi
