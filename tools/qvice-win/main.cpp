@@ -353,8 +353,15 @@ int Run(const Options& options, const std::wstring& given, Output& output)
     MSIHANDLE database = 0;
     if (MsiOpenDatabaseW(copy.Path().c_str(), MSIDBOPEN_TRANSACT, &database) != ERROR_SUCCESS)
         return UsageError(L"cannot open " + given + L": not an installer database");
+    // The cub stays open until the copy is committed: merged stream fields
+    // (the Binary rows) are read from it at the commit.
+    MSIHANDLE cub = 0;
+    auto close = [&] {
+        MsiCloseHandle(database);
+        if (cub)
+            MsiCloseHandle(cub);
+    };
     if (!reference.empty()) {
-        MSIHANDLE cub = 0;
         if (MsiOpenDatabaseW(reference.c_str(), MSIDBOPEN_READONLY, &cub) != ERROR_SUCCESS) {
             MsiCloseHandle(database);
             return UsageError(L"cannot open " + reference + L": not an installer database");
@@ -364,21 +371,20 @@ int Run(const Options& options, const std::wstring& given, Output& output)
         if (merged != ERROR_SUCCESS && merged != ERROR_FUNCTION_FAILED)
             std::fprintf(stderr, "qvice: note: some reference tables differ in their columns from the "
                                  "package's and were not merged (error %u)\n", merged);
-        MsiCloseHandle(cub);
     }
     if (options.debug && SetPropertyRow(database, kDebugProperty, L"1") != ERROR_SUCCESS) {
-        MsiCloseHandle(database);
+        close();
         return UsageError(L"cannot add the Property row " + std::wstring(kDebugProperty));
     }
     std::vector<std::wstring> chosen;
     std::set<std::wstring> excluded;
     const std::wstring reason = ResolveChecks(database, options.checks, chosen, excluded);
     if (!reason.empty()) {
-        MsiCloseHandle(database);
+        close();
         return UsageError(reason);
     }
     const UINT committed = MsiDatabaseCommit(database);
-    MsiCloseHandle(database);
+    close();
     if (committed != ERROR_SUCCESS)
         return UsageError(L"cannot write the temporary copy of " + given);
 
