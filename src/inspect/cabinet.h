@@ -109,6 +109,9 @@ public:
     const ErrorRecord& Error() const noexcept { return erf; }
     const char* CabinetName() const noexcept { return cabinetName; }
     const char* CabinetFolder() const noexcept { return cabinetFolder; }
+    // The name the current Copy looks for; the copy notification skips
+    // every entry of another name (lstrcmpiA).
+    const char* WantedFile() const noexcept { return wantedFile; }
 
     // Bytes the back end has read from cabinet files over the life of this
     // engine. Entries asked for in their cabinet order read each cabinet

@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "inspect/cabinet.h"
 #include "platform/posix/inspect/cabinet_cache.h"
@@ -46,7 +48,66 @@ struct Context {
     // the next entry starts at or after this offset.
     mscabd_folder* folder = nullptr;
     off_t folderEnd = 0;
+    // The open cabinet's entries in order, and their indices by name in
+    // ASCII lower case; names with other bytes are always compared.
+    std::vector<mscabd_file*> entries;
+    std::unordered_map<std::string, std::vector<uint32_t>> byName;
+    std::vector<uint32_t> otherNames;
 };
+
+bool IsAscii(const char* name)
+{
+    for (; *name; ++name)
+        if (static_cast<unsigned char>(*name) >= 0x80)
+            return false;
+    return true;
+}
+
+std::string AsciiLower(const char* name)
+{
+    std::string key(name);
+    for (char& c : key)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c + 0x20);
+    return key;
+}
+
+void IndexEntries(Context* context)
+{
+    context->entries.clear();
+    context->byName.clear();
+    context->otherNames.clear();
+    for (mscabd_file* f = context->cabinet->files; f; f = f->next) {
+        const auto index = static_cast<uint32_t>(context->entries.size());
+        context->entries.push_back(f);
+        if (IsAscii(f->filename))
+            context->byName[AsciiLower(f->filename)].push_back(index);
+        else
+            context->otherNames.push_back(index);
+    }
+}
+
+// The entries that the engine's copy notification can take, in cabinet
+// order: only those named like the wanted file, without regard to case.
+// Offering the others too would only have them skipped one by one.
+std::vector<uint32_t> Candidates(Context* context, const char* wanted)
+{
+    std::vector<uint32_t> found;
+    if (!IsAscii(wanted)) {
+        for (uint32_t i = 0; i < context->entries.size(); ++i)
+            if (lstrcmpiA(context->entries[i]->filename, wanted) == 0)
+                found.push_back(i);
+        return found;
+    }
+    auto named = context->byName.find(AsciiLower(wanted));
+    if (named != context->byName.end())
+        found = named->second;
+    for (uint32_t i : context->otherNames)
+        if (lstrcmpiA(context->entries[i]->filename, wanted) == 0)
+            found.push_back(i);
+    std::sort(found.begin(), found.end());
+    return found;
+}
 
 Context* Of(mspack_system* self) { return reinterpret_cast<Context*>(self); }
 
@@ -323,9 +384,13 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         if (qv::win32_exception* e = takePending())
             delete e;  // an unreadable cabinet is an error of the copy, as a missing one
         if (!context->cabinet) {
+            context->entries.clear();
+            context->byName.clear();
+            context->otherNames.clear();
             Fail(erf, ErrorOperation(d->last_error(d)));
             return false;
         }
+        IndexEntries(context);
     }
 
     Notification info;
@@ -339,8 +404,8 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         return false;
     }
 
-    uint32_t index = 0;
-    for (mscabd_file* f = context->cabinet->files; f; f = f->next, ++index) {
+    for (const uint32_t index : Candidates(context, static_cast<CabinetEngine*>(user)->WantedFile())) {
+        mscabd_file* f = context->entries[index];
         Notification n;
         n.pv = user;
         n.psz1 = f->filename;
