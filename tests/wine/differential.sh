@@ -4,9 +4,12 @@
 # cub's actions run by Wine's msi.dll, which loads QvIce.dll for each) and the
 # native qvice must print the same lines and exit with the same status.
 #
+# Both merge the same QvIce.cub, so both sessions see its CustomAction and
+# Binary rows beside the package's own.
+#
 # Where Wine's installer cannot do what Windows does, the lines of that check
-# are left out of the comparison on both sides, and the test prints the
-# difference, its reason and how many lines it covered.
+# (or the whole package) are left out of the comparison, and the test prints
+# the difference, its reason and how many lines or packages it covered.
 #
 #   differential.sh QVICE_NATIVE WINDOWS_BUILD FIXTURES
 set -uo pipefail
@@ -20,7 +23,11 @@ declare -A known=(
   [QVBP11]="no .NET runtime in the Wine prefix: mscoree cannot open assembly metadata"
   [QVUWP13]="no .NET runtime in the Wine prefix: mscoree cannot open assembly metadata"
 )
-known_pattern="^($(IFS='|'; echo "${!known[*]}"))"$'\t'
+# A 64-bit package (Template x64, Intel64 or Arm64): the prefix is a 32-bit
+# Windows, whose MsiOpenPackageW refuses it with 1633.
+sixty_four="Wine's prefix is a 32-bit Windows, where MsiOpenPackageW refuses a 64-bit package (1633)"
+export QV_KNOWN=$(IFS=,; echo "${!known[*]}")
+normalize() { python3 "$(dirname "$0")/normalize.py"; }
 
 packages=()
 while IFS= read -r p; do packages+=("$p"); done < <(find "$fixtures" -path '*/tool_checks_*' \( -name '*.msi' -o -name '*.msm' \) | sort)
@@ -31,17 +38,29 @@ fi
 
 out=$(mktemp -d)
 declare -A covered=()
-same=0 differ=0
+same=0 differ=0 wide=() beside=() lost=0 described=0
 for p in "${packages[@]}"; do
   name=${p#"$fixtures"/}
-  "$native" "$p" > "$out/native" 2> "$out/native.err"; ns=$?
+  if msiinfo suminfo "$p" 2>/dev/null | grep -Eq '^Template: (x64|Intel64|Arm64)'; then
+    wide+=("$name")
+    continue
+  fi
+  "$native" --reference "$windows/QvIce.cub" "$p" > "$out/native" 2> "$out/native.err"; ns=$?
   wine "$windows/qvice.exe" "$(winepath -w "$p")" > "$out/wine" 2> "$out/wine.err"; ws=$?
   for c in "${!known[@]}"; do
     n=$(grep -c "^$c"$'\t' "$out/native")
     covered[$c]=$(( ${covered[$c]:-0} + n ))
   done
-  grep -Ev "$known_pattern" "$out/native" > "$out/native.cmp"
-  grep -Ev "$known_pattern" "$out/wine" > "$out/wine.cmp"
+  # Files beside the package that Wine's session cannot reach (finding 162
+  # under Wine only): the package is named, not compared.
+  missing=$(( $(grep -c 'could not be found. All tests against this file' "$out/wine") - $(grep -c 'could not be found. All tests against this file' "$out/native") ))
+  if [ $missing -gt 0 ]; then
+    beside+=("$name"); lost=$((lost + missing))
+    continue
+  fi
+  normalize < "$out/native" > "$out/native.cmp"
+  normalize < "$out/wine" > "$out/wine.cmp"
+  described=$(( described + $(grep -c $'^QV[A-Z0-9]*\t0\tAn unexpected exception occurred in running' "$out/native") ))
   if [ $ns -eq $ws ] && cmp -s "$out/native.cmp" "$out/wine.cmp"; then
     same=$((same + 1))
   else
@@ -55,5 +74,9 @@ rm -rf "$out"
 for c in $(printf '%s\n' "${!known[@]}" | sort); do
   echo "known difference: $c (${covered[$c]} native lines not compared): ${known[$c]}"
 done
-echo "differential: $same of ${#packages[@]} fixture packages identical, $differ differ"
+echo "known difference: message 124 ($described lines compared without their description): Wine's MsiGetLastErrorRecord gives no record after a failed query, so the text is the system message of the HRESULT"
+[ ${#beside[@]} -eq 0 ] || echo "known difference: ${beside[*]} (${#beside[@]} packages not compared, $lost files reported missing under Wine only): files beside the package are unreachable, as Wine leaves the directory properties empty after ResolveSource and a file gets no source path"
+echo "known difference: QVICE10 lines compared in sorted order: Wine keeps the merged CustomAction rows in another order"
+[ ${#wide[@]} -eq 0 ] || echo "known difference: ${wide[*]} (${#wide[@]} packages not compared): $sixty_four"
+echo "differential: $same of $(( ${#packages[@]} - ${#wide[@]} - ${#beside[@]} )) fixture packages identical, $differ differ"
 [ $differ -eq 0 ]

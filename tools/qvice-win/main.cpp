@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cwchar>
+#include <list>
 #include <set>
 #include <string>
 #include <vector>
@@ -310,6 +311,64 @@ UINT SetPropertyRow(MSIHANDLE database, const wchar_t* name, const wchar_t* valu
     return result;
 }
 
+// "name type" of each column of a table, or empty when it cannot be read.
+std::wstring ColumnsOf(MSIHANDLE database, const std::wstring& table)
+{
+    std::wstring columns;
+    MSIHANDLE view = 0;
+    const std::wstring query = L"SELECT * FROM `" + table + L"`";
+    if (MsiDatabaseOpenViewW(database, query.c_str(), &view) != ERROR_SUCCESS)
+        return columns;
+    for (MSICOLINFO kind : {MSICOLINFO_NAMES, MSICOLINFO_TYPES}) {
+        MSIHANDLE info = 0;
+        if (MsiViewGetColumnInfo(view, kind, &info) != ERROR_SUCCESS)
+            break;
+        for (UINT i = 1, n = MsiRecordGetFieldCount(info); i <= n; ++i) {
+            wchar_t text[80] = {0};
+            DWORD size = 80;
+            MsiRecordGetStringW(info, i, text, &size);
+            columns += text;
+            columns += L' ';
+        }
+        MsiCloseHandle(info);
+    }
+    MsiCloseHandle(view);
+    return columns;
+}
+
+// The persistent tables of a database, by name.
+std::vector<std::wstring> TablesOf(MSIHANDLE database)
+{
+    std::vector<std::wstring> tables;
+    MSIHANDLE view = 0;
+    if (MsiDatabaseOpenViewW(database, L"SELECT `Name` FROM `_Tables`", &view) == ERROR_SUCCESS &&
+        MsiViewExecute(view, 0) == ERROR_SUCCESS) {
+        MSIHANDLE record = 0;
+        while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
+            wchar_t name[80] = {0};
+            DWORD size = 80;
+            MsiRecordGetStringW(record, 1, name, &size);
+            MsiCloseHandle(record);
+            tables.emplace_back(name);
+        }
+    }
+    if (view)
+        MsiCloseHandle(view);
+    return tables;
+}
+
+// Tables of the cub that the package has with other columns: the merge
+// would refuse them, and with them everything else.
+std::vector<std::wstring> DifferingTables(MSIHANDLE database, MSIHANDLE cub)
+{
+    std::vector<std::wstring> tables;
+    for (const auto& name : TablesOf(cub))
+        if (MsiDatabaseIsTablePersistentW(database, name.c_str()) == MSICONDITION_TRUE &&
+            ColumnsOf(database, name) != ColumnsOf(cub, name))
+            tables.push_back(name);
+    return tables;
+}
+
 class TemporaryCopy {
 public:
     ~TemporaryCopy()
@@ -353,24 +412,65 @@ int Run(const Options& options, const std::wstring& given, Output& output)
     MSIHANDLE database = 0;
     if (MsiOpenDatabaseW(copy.Path().c_str(), MSIDBOPEN_TRANSACT, &database) != ERROR_SUCCESS)
         return UsageError(L"cannot open " + given + L": not an installer database");
-    // The cub stays open until the copy is committed: merged stream fields
-    // (the Binary rows) are read from it at the commit.
-    MSIHANDLE cub = 0;
+    // The cubs stay open until the copy is committed: merged stream fields
+    // (the Binary rows) are read from them at the commit.
+    std::vector<MSIHANDLE> cubs;
+    std::list<TemporaryCopy> cubCopies;
     auto close = [&] {
         MsiCloseHandle(database);
-        if (cub)
+        for (MSIHANDLE cub : cubs)
             MsiCloseHandle(cub);
     };
+    // The cub, or a temporary copy of it with only the tables of `keep`.
+    auto openCub = [&](const std::vector<std::wstring>* keep) -> MSIHANDLE {
+        MSIHANDLE cub = 0;
+        if (!keep) {
+            MsiOpenDatabaseW(reference.c_str(), MSIDBOPEN_READONLY, &cub);
+        } else if (cubCopies.emplace_back().Make(reference) &&
+                   MsiOpenDatabaseW(cubCopies.back().Path().c_str(), MSIDBOPEN_TRANSACT, &cub) == ERROR_SUCCESS) {
+            for (const auto& table : TablesOf(cub))
+                if (std::find(keep->begin(), keep->end(), table) == keep->end())
+                    Execute(cub, (L"DROP TABLE `" + table + L"`").c_str());
+            MsiDatabaseCommit(cub);
+        }
+        if (cub)
+            cubs.push_back(cub);
+        return cub;
+    };
     if (!reference.empty()) {
-        if (MsiOpenDatabaseW(reference.c_str(), MSIDBOPEN_READONLY, &cub) != ERROR_SUCCESS) {
-            MsiCloseHandle(database);
+        MSIHANDLE cub = openCub(nullptr);
+        if (!cub) {
+            close();
             return UsageError(L"cannot open " + reference + L": not an installer database");
         }
-        // Conflicting rows are recorded in the conflict table; the rest merges.
-        const UINT merged = MsiDatabaseMergeW(database, cub, kConflictTable);
-        if (merged != ERROR_SUCCESS && merged != ERROR_FUNCTION_FAILED)
+        // Tables whose columns differ from the package's stay out, as in the
+        // native tool; conflicting rows go to the conflict table.
+        const std::vector<std::wstring> differing = DifferingTables(database, cub);
+        std::vector<std::wstring> tables;
+        for (const auto& table : TablesOf(cub))
+            if (std::find(differing.begin(), differing.end(), table) == differing.end())
+                tables.push_back(table);
+        if (!differing.empty() && !(cub = openCub(&tables))) {
+            close();
+            return UsageError(L"cannot copy " + reference + L" to the temporary folder");
+        }
+        UINT merged = MsiDatabaseMergeW(database, cub, kConflictTable);
+        if (merged != ERROR_SUCCESS && merged != ERROR_FUNCTION_FAILED) {
+            // The engine refused the whole merge: merge table by table and
+            // leave out those it refuses.
+            for (const auto& table : tables) {
+                const std::vector<std::wstring> one{table};
+                const MSIHANDLE single = openCub(&one);
+                const UINT result = single ? MsiDatabaseMergeW(database, single, kConflictTable) : merged;
+                if (result != ERROR_SUCCESS && result != ERROR_FUNCTION_FAILED)
+                    std::fprintf(stderr, "qvice: note: the reference table %s was not merged (error %u)\n",
+                                 Utf8(table).c_str(), result);
+            }
+        }
+        if (!differing.empty())
             std::fprintf(stderr, "qvice: note: some reference tables differ in their columns from the "
-                                 "package's and were not merged (error %u)\n", merged);
+                                 "package's and were not merged (error %u)\n",
+                         static_cast<UINT>(ERROR_DATATYPE_MISMATCH));
     }
     if (options.debug && SetPropertyRow(database, kDebugProperty, L"1") != ERROR_SUCCESS) {
         close();
