@@ -7,6 +7,9 @@ packages=(
   libgtest-dev libmspack-dev libxml2-dev libssl-dev
   msitools wixl gcab libmsi-dev cabextract python3 bc mono-mcs osslsigncode g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
 )
+# Node and npm validate SARIF output in a test; a machine that has them
+# from elsewhere keeps its own.
+command -v npm >/dev/null 2>&1 || packages+=(nodejs npm)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
