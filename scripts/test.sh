@@ -27,7 +27,7 @@ if [ "${QV_SKIP_WINE:-0}" != 1 ]; then
   wlog=$(mktemp)
   ctest --preset native -L wine 2>&1 | tee "$wlog"
   # The counts and the named differences of the wine tests.
-  grep -h '^exports:\|^differential:\|^known difference:\|^reload:' build/native/Testing/Temporary/LastTest.log || true
+  grep -h '^exports:\|^differential:\|^known difference:\|^reload:\|^options:' build/native/Testing/Temporary/LastTest.log || true
   wine_total=$(sed -n 's/.*tests failed out of \([0-9]*\).*/\1/p' "$wlog" | tail -1)
   wine_skipped=$(sed -n '/did not run:/,$p' "$wlog" | grep -c '(Skipped)' || true)
   wine_passed=$((wine_total - wine_skipped))
