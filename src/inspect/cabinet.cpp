@@ -27,6 +27,19 @@ _stringx<> WidePath(const char* path)
 
 }  // namespace
 
+std::string qv::mscab::Narrow(const _stringx<>& text)
+{
+    if (text.empty())
+        return std::string();
+    const int size = WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0,
+                                         nullptr, nullptr);
+    std::string out(size > 0 ? static_cast<size_t>(size) : 0, '\0');
+    if (size > 0)
+        WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), static_cast<int>(text.size()), out.data(), size, nullptr,
+                            nullptr);
+    return out;
+}
+
 CabinetEngine::CabinetEngine() : erf{0, 0, 0}, library(false), context(nullptr), userValue(0)
 {
     cabinetName[0] = cabinetFolder[0] = wantedFile[0] = targetPath[0] = '\0';

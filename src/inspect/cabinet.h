@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "inspect/file.h"
 #include "platform/platform.h"
@@ -130,6 +131,13 @@ private:
     char wantedFile[260];
     char targetPath[260];
 };
+
+namespace qv::mscab {
+
+// Text in the thread's code page, as the engine takes names and paths.
+std::string Narrow(const _stringx<>& text);
+
+}  // namespace qv::mscab
 
 // The back end, one per system.
 namespace qv::mscab::backend {

@@ -26,19 +26,7 @@ ManifestRoute RouteOf(const _stringx<>& longName)
     return ManifestRoute::None;
 }
 
-// Narrow text in the thread's code page, as the cabinet engine takes it.
-std::string Narrow(const _stringx<>& text)
-{
-    if (text.empty())
-        return std::string();
-    const int size = WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0,
-                                         nullptr, nullptr);
-    std::string out(size > 0 ? static_cast<size_t>(size) : 0, '\0');
-    if (size > 0)
-        WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), static_cast<int>(text.size()), out.data(), size, nullptr,
-                            nullptr);
-    return out;
-}
+using qv::mscab::Narrow;
 
 // The "manifest.xml" entry of the cabinet at path. As with every
 // extraction, a cabinet without that entry still succeeds, and no file

@@ -10,19 +10,7 @@ namespace {
 // The merge module answer: unknown, no, yes.
 int g_mergeModule = -1;
 
-// Narrow text in the thread's code page, as the engine takes it.
-std::string Narrow(const _stringx<>& text)
-{
-    if (text.empty())
-        return std::string();
-    const int size = WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0,
-                                         nullptr, nullptr);
-    std::string out(size > 0 ? static_cast<size_t>(size) : 0, '\0');
-    if (size > 0)
-        WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), static_cast<int>(text.size()), out.data(), size, nullptr,
-                            nullptr);
-    return out;
-}
+using qv::mscab::Narrow;
 
 template <class... A>
 void Debug(CQVIceBase* owner, const wchar_t* format, const A&... args)

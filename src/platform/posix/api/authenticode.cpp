@@ -5,6 +5,7 @@
 // handed to OpenSSL's decoders with its exact length.
 
 #include "platform/posix/inspect/authenticode.h"
+#include "foundation/le_bytes.h"
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -42,32 +43,8 @@ constexpr uint16_t kCertificateRevision2 = 0x0200;
 constexpr uint16_t kCertificateRevision1 = 0x0100;
 constexpr uint16_t kPkcsSignedData = 0x0002;
 
-// Bounds-checked little-endian reads over the file.
-class ImageBytes {
-public:
-    ImageBytes(const uint8_t* data, size_t size) : m_data(data), m_size(size) {}
-    size_t size() const { return m_size; }
-    const uint8_t* data() const { return m_data; }
-    bool Has(uint64_t offset, uint64_t count) const { return offset <= m_size && count <= m_size - offset; }
-    std::optional<uint16_t> U16(uint64_t offset) const
-    {
-        if (!Has(offset, 2))
-            return std::nullopt;
-        return static_cast<uint16_t>(m_data[offset] | (m_data[offset + 1] << 8));
-    }
-    std::optional<uint32_t> U32(uint64_t offset) const
-    {
-        if (!Has(offset, 4))
-            return std::nullopt;
-        const uint8_t* p = m_data + offset;
-        return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
-               (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
-    }
-
-private:
-    const uint8_t* m_data;
-    size_t m_size;
-};
+// Every read of the file is bounds-checked.
+using ImageBytes = qv::LeBytes;
 
 // Where the parts that Authenticode leaves out of the hash lie.
 struct PeLayout {
@@ -153,7 +130,7 @@ bool HashImage(const ImageBytes& image, const PeLayout& layout, const EVP_MD* md
     if (!ctx || EVP_DigestInit_ex(ctx.get(), md, nullptr) != 1)
         return false;
     auto add = [&](uint64_t from, uint64_t to) {
-        return to <= from || EVP_DigestUpdate(ctx.get(), image.data() + from, to - from) == 1;
+        return to <= from || EVP_DigestUpdate(ctx.get(), image.data + from, to - from) == 1;
     };
     if (!add(0, layout.checksumOffset) || !add(layout.checksumOffset + 4, layout.certEntryOffset) ||
         !add(layout.certEntryOffset + 8, layout.sizeOfHeaders))
@@ -168,11 +145,11 @@ bool HashImage(const ImageBytes& image, const PeLayout& layout, const EVP_MD* md
     const uint64_t tableStart = layout.certTableOffset;
     const uint64_t tableEnd = tableStart + layout.certTableSize;
     if (layout.certTableSize == 0 || tableStart == 0) {
-        if (!add(end, image.size()))
+        if (!add(end, image.size))
             return false;
     } else {
-        if (!add(end, std::min<uint64_t>(tableStart, image.size())) ||
-            !add(std::max(end, tableEnd), image.size()))
+        if (!add(end, std::min<uint64_t>(tableStart, image.size)) ||
+            !add(std::max(end, tableEnd), image.size))
             return false;
     }
     unsigned int length = 0;
@@ -397,7 +374,7 @@ namespace posix {
 std::vector<uint8_t> AuthenticodeImageHash(const uint8_t* data, size_t size, const std::string& digestName)
 {
     std::vector<uint8_t> out;
-    const ImageBytes image(data, size);
+    const ImageBytes image{data, size};
     std::string reason;
     const auto layout = ReadLayout(image, reason);
     MdPtr md(EVP_MD_fetch(nullptr, digestName.c_str(), nullptr));
@@ -416,7 +393,7 @@ AuthenticodeResult VerifyAuthenticode(const uint8_t* data, size_t size, bool has
         result.reason = std::move(reason);
         return result;
     };
-    const ImageBytes image(data, size);
+    const ImageBytes image{data, size};
     std::string reason;
     const auto layout = ReadLayout(image, reason);
     if (!layout)

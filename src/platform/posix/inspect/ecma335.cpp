@@ -1,6 +1,7 @@
 // ECMA-335 metadata reader. See ecma335.h.
 
 #include "platform/posix/inspect/ecma335.h"
+#include "foundation/le_bytes.h"
 
 #include <algorithm>
 #include <cstring>
@@ -127,26 +128,7 @@ const uint8_t* Schema(unsigned table)
     return schemas[table];
 }
 
-// Bounds-checked little-endian reads.
-struct Bytes {
-    const uint8_t* data;
-    size_t size;
-    bool Has(uint64_t offset, uint64_t count) const { return offset <= size && count <= size - offset; }
-    std::optional<uint32_t> U16(uint64_t offset) const
-    {
-        if (!Has(offset, 2))
-            return std::nullopt;
-        return static_cast<uint32_t>(data[offset] | (data[offset + 1] << 8));
-    }
-    std::optional<uint32_t> U32(uint64_t offset) const
-    {
-        if (!Has(offset, 4))
-            return std::nullopt;
-        const uint8_t* p = data + offset;
-        return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
-               (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
-    }
-};
+using Bytes = qv::LeBytes;
 
 // File offset of an rva: the section that holds it in its raw data.
 std::optional<uint64_t> RvaToOffset(const Bytes& image, uint64_t sectionTable, unsigned sections, uint32_t rva)
