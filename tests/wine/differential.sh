@@ -38,7 +38,7 @@ fi
 
 out=$(mktemp -d)
 declare -A covered=()
-same=0 differ=0 wide=() beside=() lost=0 described=0
+same=0 differ=0 wide=() beside=() lost=0 described=0 own_binary=() escaped=()
 for p in "${packages[@]}"; do
   name=${p#"$fixtures"/}
   if msiinfo suminfo "$p" 2>/dev/null | grep -Eq '^Template: (x64|Intel64|Arm64)'; then
@@ -47,11 +47,32 @@ for p in "${packages[@]}"; do
   fi
   "$native" --reference "$windows/QvIce.cub" "$p" > "$out/native" 2> "$out/native.err"; ns=$?
   wine "$windows/qvice.exe" "$(winepath -w "$p")" > "$out/wine" 2> "$out/wine.err"; ws=$?
+  # Wine itself now and then dies of a signal on a run that otherwise
+  # passes: such a run is tried once more, and said so.
+  if [ $ws -ge 128 ]; then
+    echo "retried: $name (qvice.exe under Wine ended with status $ws)"
+    wine "$windows/qvice.exe" "$(winepath -w "$p")" > "$out/wine" 2> "$out/wine.err"; ws=$?
+  fi
   # Files beside the package that Wine's session cannot reach (finding 162
   # under Wine only): the package is named, not compared.
   missing=$(( $(grep -c 'could not be found. All tests against this file' "$out/wine") - $(grep -c 'could not be found. All tests against this file' "$out/native") ))
   if [ $missing -gt 0 ]; then
     beside+=("$name"); lost=$((lost + missing))
+    continue
+  fi
+  # A package with its own Binary table: under Wine no action of the cub
+  # runs at all (qvice.exe prints nothing), as the merged copy offers no
+  # usable QvIce.dll row; the package is named, not compared.
+  if [ ! -s "$out/wine" ] && [ -s "$out/native" ] && msiinfo tables "$p" 2>/dev/null | grep -qx Binary; then
+    own_binary+=("$name")
+    continue
+  fi
+  # A check whose exception escapes it: the native tool reports it and runs
+  # the other checks; under Wine the custom action server ends with it and
+  # the actions after it print nothing.
+  if grep -q 'ended with an exception that escaped the check' "$out/native.err" &&
+     grep -q 'terminate called after throwing' "$out/wine.err"; then
+    escaped+=("$name")
     continue
   fi
   # A check of the known differences is left out of this package's
@@ -84,5 +105,7 @@ echo "known difference: message 124 ($described lines compared without their des
 [ ${#beside[@]} -eq 0 ] || echo "known difference: ${beside[*]} (${#beside[@]} packages not compared, $lost files reported missing under Wine only): files beside the package are unreachable, as Wine leaves the directory properties empty after ResolveSource and a file gets no source path"
 echo "known difference: QVICE10 lines compared in sorted order: Wine keeps the merged CustomAction rows in another order"
 [ ${#wide[@]} -eq 0 ] || echo "known difference: ${wide[*]} (${#wide[@]} packages not compared): $sixty_four"
-echo "differential: $same of $(( ${#packages[@]} - ${#wide[@]} - ${#beside[@]} )) fixture packages identical, $differ differ"
+[ ${#own_binary[@]} -eq 0 ] || echo "known difference: ${own_binary[*]} (${#own_binary[@]} packages not compared): the package has its own Binary table, and under Wine no action of the merged cub runs (qvice.exe prints nothing)"
+[ ${#escaped[@]} -eq 0 ] || echo "known difference: ${escaped[*]} (${#escaped[@]} packages not compared): an exception escapes a check's constructor; under Wine it ends the custom action server and the later actions print nothing, where the native tool reports it and runs the other checks"
+echo "differential: $same of $(( ${#packages[@]} - ${#wide[@]} - ${#beside[@]} - ${#own_binary[@]} - ${#escaped[@]} )) fixture packages identical, $differ differ"
 [ $differ -eq 0 ]
