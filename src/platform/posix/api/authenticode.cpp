@@ -65,34 +65,18 @@ std::optional<PeLayout> ReadLayout(const ImageBytes& image, std::string& reason)
         reason = why;
         return std::nullopt;
     };
-    if (image.U16(0) != 0x5A4D)
-        return fail("no DOS header");
-    const auto lfanew = image.U32(0x3C);
-    if (!lfanew || image.U32(*lfanew) != 0x00004550)
-        return fail("no PE header");
-    const uint64_t pe = *lfanew;
-    const auto sectionCount = image.U16(pe + 6);
-    const auto optionalSize = image.U16(pe + 20);
-    const uint64_t optional = pe + 24;
-    const auto magic = image.U16(optional);
-    if (!sectionCount || !optionalSize || !magic)
-        return fail("truncated PE header");
-    uint64_t countOffset, directories;
-    if (*magic == 0x10B) {
-        countOffset = optional + 92;
-        directories = optional + 96;
-    } else if (*magic == 0x20B) {
-        countOffset = optional + 108;
-        directories = optional + 112;
-    } else {
-        return fail("unknown optional header");
-    }
-    const auto directoryCount = image.U32(countOffset);
+    const char* why = nullptr;
+    const auto headers = qv::ReadPeHeaderLayout(image, why);
+    if (!headers)
+        return fail(why);
+    const uint64_t optional = headers->optional;
+    const uint64_t directories = headers->directories;
+    const auto& directoryCount = headers->directoryCount;
     PeLayout layout;
     layout.checksumOffset = optional + 64;
     layout.certEntryOffset = directories + 4 * 8;
     const auto sizeOfHeaders = image.U32(optional + 60);
-    if (!directoryCount || *directoryCount <= 4 || layout.certEntryOffset + 8 > optional + *optionalSize ||
+    if (!directoryCount || *directoryCount <= 4 || layout.certEntryOffset + 8 > headers->sectionTable ||
         !sizeOfHeaders)
         return fail("no certificate table entry");
     const auto certOffset = image.U32(layout.certEntryOffset);
@@ -104,8 +88,8 @@ std::optional<PeLayout> ReadLayout(const ImageBytes& image, std::string& reason)
     layout.sizeOfHeaders = *sizeOfHeaders;
     if (layout.sizeOfHeaders < layout.certEntryOffset + 8 || !image.Has(0, layout.sizeOfHeaders))
         return fail("headers outside the file");
-    const uint64_t sectionTable = optional + *optionalSize;
-    for (uint32_t i = 0; i < *sectionCount; ++i) {
+    const uint64_t sectionTable = headers->sectionTable;
+    for (uint32_t i = 0; i < headers->sectionCount; ++i) {
         const uint64_t header = sectionTable + 40ull * i;
         const auto rawSize = image.U32(header + 16);
         const auto rawPointer = image.U32(header + 20);

@@ -20,6 +20,7 @@ HRESULT MsiGetFileSignatureInformationW(LPCWSTR szSignedObjectPath, DWORD dwFlag
     switch (file.status()) {
     case qv::posix::MappedFileBytes::Status::Mapped:
         break;
+    case qv::posix::MappedFileBytes::Status::Denied:
     case qv::posix::MappedFileBytes::Status::NotFound:
         return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
     case qv::posix::MappedFileBytes::Status::Folder:

@@ -183,41 +183,25 @@ bool Ecma335Reader::Open(const uint8_t* data, size_t size, std::string& reason)
         return false;
     };
     const Bytes image{data, size};
-    if (image.U16(0) != 0x5A4Du)
-        return fail("no DOS header");
-    const auto lfanew = image.U32(0x3C);
-    if (!lfanew || image.U32(*lfanew) != 0x00004550u)
-        return fail("no PE header");
-    const uint64_t pe = *lfanew;
-    const auto sections = image.U16(pe + 6);
-    const auto optionalSize = image.U16(pe + 20);
-    const auto magic = image.U16(pe + 24);
-    if (!sections || !optionalSize || !magic)
-        return fail("truncated PE header");
-    const uint64_t optional = pe + 24;
-    uint64_t countOffset, directories;
-    if (*magic == 0x10B) {
-        countOffset = optional + 92;
-        directories = optional + 96;
-    } else if (*magic == 0x20B) {
-        countOffset = optional + 108;
-        directories = optional + 112;
-    } else {
-        return fail("unknown optional header");
-    }
-    const auto directoryCount = image.U32(countOffset);
+    const char* why = nullptr;
+    const auto headers = ReadPeHeaderLayout(image, why);
+    if (!headers)
+        return fail(why);
+    const auto& directoryCount = headers->directoryCount;
+    const uint64_t directories = headers->directories;
     const auto clrRva = image.U32(directories + 8 * kClrDirectory);
     if (!directoryCount || *directoryCount <= kClrDirectory || !clrRva || *clrRva == 0)
         return fail("no CLI header");
-    const uint64_t sectionTable = optional + *optionalSize;
-    const auto clr = RvaToOffset(image, sectionTable, *sections, *clrRva);
+    const uint64_t sectionTable = headers->sectionTable;
+    const unsigned sections = headers->sectionCount;
+    const auto clr = RvaToOffset(image, sectionTable, sections, *clrRva);
     if (!clr)
         return fail("CLI header in no section");
     const auto metadataRva = image.U32(*clr + 8);
     const auto metadataSize = image.U32(*clr + 12);
     if (!metadataRva || !metadataSize)
         return fail("truncated CLI header");
-    const auto rootOffset = RvaToOffset(image, sectionTable, *sections, *metadataRva);
+    const auto rootOffset = RvaToOffset(image, sectionTable, sections, *metadataRva);
     if (!rootOffset || !image.Has(*rootOffset, *metadataSize))
         return fail("metadata outside the file");
     const Bytes root{data + *rootOffset, *metadataSize};

@@ -4,60 +4,17 @@
 
 #include "platform/platform.h"
 #include "platform/posix/inspect/manifest_resource.h"
+#include "platform/posix/inspect/mapped_bytes.h"
+#include "platform/posix/kernel/paths.h"
 
 namespace qv {
 
-namespace {
-
-// A read-only view of a whole file; empty when the file cannot be mapped.
-class MappedView {
-public:
-    explicit MappedView(const _stringx<>& path)
-    {
-        m_file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                             FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (m_file == INVALID_HANDLE_VALUE)
-            return;
-        DWORD high = 0;
-        const DWORD size = GetFileSize(m_file, &high);
-        if (size == INVALID_FILE_SIZE || high != 0 || size == 0)
-            return;
-        m_mapping = CreateFileMappingW(m_file, nullptr, PAGE_READONLY, 0, 0, nullptr);
-        if (!m_mapping)
-            return;
-        m_view = static_cast<const uint8_t*>(MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, 0));
-        if (m_view)
-            m_size = size;
-    }
-    ~MappedView()
-    {
-        if (m_view)
-            UnmapViewOfFile(m_view);
-        if (m_mapping)
-            CloseHandle(m_mapping);
-        if (m_file != INVALID_HANDLE_VALUE)
-            CloseHandle(m_file);
-    }
-    MappedView(const MappedView&) = delete;
-    MappedView& operator=(const MappedView&) = delete;
-
-    posix::ByteView Bytes() const noexcept { return {m_view, m_size}; }
-
-private:
-    HANDLE m_file = INVALID_HANDLE_VALUE;
-    HANDLE m_mapping = nullptr;
-    const uint8_t* m_view = nullptr;
-    size_t m_size = 0;
-};
-
-}  // namespace
-
 bool ExtractManifestResource(const _stringx<>& modulePath, const _stringx<>& target)
 {
-    const MappedView module(modulePath);
-    const posix::ByteView image = module.Bytes();
-    if (!image.data)
+    const posix::MappedFileBytes module(posix::posix_path_from_windows(modulePath.view()));
+    if (module.status() != posix::MappedFileBytes::Status::Mapped)
         return false;
+    const posix::ByteView image{module.data(), module.size()};
     posix::ResourceEntry entry;
     if (posix::FindManifest(image, entry) != posix::ResourceResult::Found)
         return false;

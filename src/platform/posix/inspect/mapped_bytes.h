@@ -1,5 +1,5 @@
 // A whole file mapped read-only, for the readers that look at a delivered
-// file's bytes on the POSIX side (signatures, .NET metadata).
+// file's bytes on the POSIX side (signatures, .NET metadata, resources).
 #pragma once
 
 #include <fcntl.h>
@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,13 +16,13 @@ namespace qv::posix {
 
 class MappedFileBytes {
 public:
-    enum class Status { Mapped, NotFound, Folder, Empty, Unreadable };
+    enum class Status { Mapped, NotFound, Denied, Folder, Empty, Unreadable, Unmappable };
 
     explicit MappedFileBytes(const std::string& path)
     {
         const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
-            m_status = Status::NotFound;
+            m_status = errno == EACCES ? Status::Denied : Status::NotFound;
             return;
         }
         struct stat st;
@@ -34,7 +35,7 @@ public:
         else {
             void* view = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
             if (view == MAP_FAILED) {
-                m_status = Status::Unreadable;
+                m_status = Status::Unmappable;
             } else {
                 m_data = static_cast<const uint8_t*>(view);
                 m_size = static_cast<size_t>(st.st_size);

@@ -2,16 +2,12 @@
 
 #include "platform/posix/inspect/version_resource.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <optional>
 
 #include "platform/platform.h"
+#include "platform/posix/inspect/mapped_bytes.h"
 #include "platform/posix/kernel/paths.h"
 
 namespace qv::posix {
@@ -395,49 +391,18 @@ std::wstring FormatFileLanguages(const FileVersionInfo& info)
 
 namespace {
 
-// A read-only mapping of a whole POSIX file.
-class MappedBytes {
-public:
-    explicit MappedBytes(const std::string& path)
-    {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) {
-            m_error = errno == EACCES ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND;
-            return;
-        }
-        struct stat st;
-        if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
-            m_error = ERROR_ACCESS_DENIED;
-        } else if (st.st_size == 0) {
-            m_error = ERROR_FILE_INVALID;
-        } else {
-            void* view = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-            if (view == MAP_FAILED) {
-                m_error = ERROR_FILE_INVALID;
-            } else {
-                m_view = static_cast<const uint8_t*>(view);
-                m_size = static_cast<size_t>(st.st_size);
-                m_error = ERROR_SUCCESS;
-            }
-        }
-        close(fd);
+// The installer's error for a file that could not be mapped.
+UINT MappingError(qv::posix::MappedFileBytes::Status status)
+{
+    using Status = qv::posix::MappedFileBytes::Status;
+    switch (status) {
+    case Status::Mapped: return ERROR_SUCCESS;
+    case Status::NotFound: return ERROR_FILE_NOT_FOUND;
+    case Status::Empty:
+    case Status::Unmappable: return ERROR_FILE_INVALID;
+    default: return ERROR_ACCESS_DENIED;  // denied, a folder, or no status
     }
-    ~MappedBytes()
-    {
-        if (m_view)
-            munmap(const_cast<uint8_t*>(m_view), m_size);
-    }
-    MappedBytes(const MappedBytes&) = delete;
-    MappedBytes& operator=(const MappedBytes&) = delete;
-
-    UINT error() const { return m_error; }
-    qv::posix::ByteView bytes() const { return {m_view, m_size}; }
-
-private:
-    const uint8_t* m_view = nullptr;
-    size_t m_size = 0;
-    UINT m_error = ERROR_FILE_NOT_FOUND;
-};
+}
 
 // The installer's buffer rule: with a buffer, copy a terminated text and
 // give its length, or the length needed and ERROR_MORE_DATA when it does
@@ -469,11 +434,11 @@ UINT MsiGetFileVersionW(LPCWSTR szFilePath, LPWSTR lpVersionBuf, LPDWORD pcchVer
 {
     if (!szFilePath || !*szFilePath || (lpVersionBuf && !pcchVersionBuf) || (lpLangBuf && !pcchLangBuf))
         return ERROR_INVALID_PARAMETER;
-    const MappedBytes file(qv::posix::posix_path_from_windows(szFilePath));
-    if (file.error() != ERROR_SUCCESS)
-        return file.error();
+    const qv::posix::MappedFileBytes file(qv::posix::posix_path_from_windows(szFilePath));
+    if (const UINT error = MappingError(file.status()))
+        return error;
     qv::posix::FileVersionInfo info;
-    if (qv::posix::ReadFileVersion(file.bytes(), info) != qv::posix::VersionResult::Found)
+    if (qv::posix::ReadFileVersion({file.data(), file.size()}, info) != qv::posix::VersionResult::Found)
         return ERROR_FILE_INVALID;
     const UINT version = CopyText(qv::posix::FormatFileVersion(info), lpVersionBuf, pcchVersionBuf);
     const UINT language = CopyText(qv::posix::FormatFileLanguages(info), lpLangBuf, pcchLangBuf);
