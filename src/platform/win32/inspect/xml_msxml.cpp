@@ -107,6 +107,26 @@ namespace {
 // Takes over the reference that node holds.
 XmlNode Adopt(IXMLDOMNode* node) { return node ? XmlNode(std::make_shared<XmlNode::Impl>(node)) : XmlNode(); }
 
+// Appends the nodes of a list (none for a null list) in its order.
+HRESULT AppendNodes(IXMLDOMNodeList* list, std::vector<XmlNode>& nodes)
+{
+    if (!list)
+        return S_OK;
+    long length = 0;
+    HRESULT hr = list->get_length(&length);
+    if (FAILED(hr))
+        return hr;
+    for (long i = 0; i < length; ++i) {
+        IXMLDOMNode* node = nullptr;
+        hr = list->get_item(i, &node);
+        if (FAILED(hr))
+            return hr;
+        if (node)
+            nodes.push_back(Adopt(node));
+    }
+    return S_OK;
+}
+
 HRESULT Attributes(const std::shared_ptr<XmlNode::Impl>& impl, IXMLDOMNamedNodeMap** map)
 {
     *map = nullptr;
@@ -200,21 +220,7 @@ HRESULT XmlNode::GetChildNodes(std::vector<XmlNode>& children) const
     HRESULT hr = m_impl->node->get_childNodes(&list);
     if (FAILED(hr))
         return hr;
-    if (!list.get())
-        return S_OK;
-    long length = 0;
-    hr = list->get_length(&length);
-    if (FAILED(hr))
-        return hr;
-    for (long i = 0; i < length; ++i) {
-        IXMLDOMNode* child = nullptr;
-        hr = list->get_item(i, &child);
-        if (FAILED(hr))
-            return hr;
-        if (child)
-            children.push_back(Adopt(child));
-    }
-    return S_OK;
+    return AppendNodes(list.get(), children);
 }
 
 HRESULT XmlNode::GetAttribute(const wchar_t* name, _stringx<>& value) const
@@ -312,21 +318,7 @@ HRESULT XmlDocument::SelectNodes(const wchar_t* query, std::vector<XmlNode>& nod
     HRESULT hr = m_impl->document->selectNodes(text.get(), &list);
     if (FAILED(hr))
         return hr;
-    if (!list.get())
-        return S_OK;
-    long length = 0;
-    hr = list->get_length(&length);
-    if (FAILED(hr))
-        return hr;
-    for (long i = 0; i < length; ++i) {
-        IXMLDOMNode* node = nullptr;
-        hr = list->get_item(i, &node);
-        if (FAILED(hr))
-            return hr;
-        if (node)
-            nodes.push_back(Adopt(node));
-    }
-    return S_OK;
+    return AppendNodes(list.get(), nodes);
 }
 
 HRESULT XmlDocument::SelectSingleNode(const wchar_t* query, XmlNode& node)
