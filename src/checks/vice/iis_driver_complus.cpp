@@ -6,15 +6,6 @@
 
 namespace {
 
-void SetLocation(std::vector<_stringx<>>& location, const wchar_t* table, const wchar_t* column,
-                 const _stringx<>& key)
-{
-    location.clear();
-    location.push_back(table);
-    location.push_back(column);
-    location.push_back(key);
-}
-
 // Catalogue ids of the item type labels of QVIISItem; 0 loads nothing.
 UINT ItemLabelId(int type)
 {
@@ -50,7 +41,7 @@ void CQVVice09::Validate()
                 const int type = MsiRecordGetInteger(record, 4) & 0x7FFFFFFF;
                 const _stringx<> key = RecordFieldString(record, 1);
                 const _stringx<> label = LoadMessage(ItemLabelId(type));
-                SetLocation(m_location, L"QVIISItem", L"QVIISItem", key);
+                m_location = {L"QVIISItem", L"QVIISItem", key};
                 ReportMessage(ChooseMessage(), label, key, Severity);
             });
         }
@@ -79,7 +70,7 @@ void CQVVice09::ReportTableRows(const wchar_t* table, const wchar_t* locationCol
     FetchRows(view, [&](MSIHANDLE record) {
         const _stringx<> key = RecordFieldString(record, keyColumn);
         const _stringx<> label = LoadMessage(labelId);
-        SetLocation(m_location, table, locationColumn, key);
+        m_location = {table, locationColumn, key};
         ReportMessage(messageId, label, key, Severity);
     });
 }
@@ -104,7 +95,7 @@ void CQVVice10::Validate()
         return;
     FetchRows(view, [&](MSIHANDLE record) {
         const _stringx<> component = RecordFieldString(record, 1);
-        SetLocation(m_location, L"MsiDriverPackages", L"Component", component);
+        m_location = {L"MsiDriverPackages", L"Component", component};
         ReportMessage(ChooseMessage(), component, Severity);
     });
 }
@@ -132,7 +123,7 @@ void CQVVice17::Validate()
             m_database,
             [&](MSIHANDLE record) {
                 const _stringx<> component = RecordFieldString(record, pass.componentColumn);
-                SetLocation(m_location, pass.table, L"Component_", component);
+                m_location = {pass.table, L"Component_", component};
                 ReportMessage(235, component, Severity);
             },
             L"SELECT * FROM `%s`", pass.table);

@@ -52,15 +52,6 @@ void ForEachRegistryRow(MSIHANDLE database, F&& row)
         database, [&](MSIHANDLE record) { row(RegistryRow(record)); }, L"SELECT * FROM `%s`", L"Registry");
 }
 
-void SetLocation(std::vector<_stringx<>>& location, const wchar_t* table, const wchar_t* column,
-                 const _stringx<>& key)
-{
-    location.clear();
-    location.push_back(table);
-    location.push_back(column);
-    location.push_back(key);
-}
-
 }  // namespace
 
 // ---- QVVICE12: shell extensions -------------------------------------------------------
@@ -84,7 +75,7 @@ void CQVVice12::Validate()
                                           : Parent(type) == L"Software\\Classes";
         if (!counts)
             return;
-        SetLocation(m_location, L"Registry", L"Registry", row.registry);
+        m_location = {L"Registry", L"Registry", row.registry};
         ReportMessage(230, row.key, Severity);
     });
 }
@@ -122,7 +113,7 @@ void CQVVice13::Validate()
         friendlyNames.insert(RecordFieldString(record, 5));
     });
     for (const NoCase& name : friendlyNames) {
-        SetLocation(m_location, L"Registry", L"Value", name);
+        m_location = {L"Registry", L"Value", name};
         ReportMessage(231, name, Severity);
     }
 }
@@ -142,7 +133,7 @@ void CQVVice14::Validate()
         if (row.key != L"Software\\RegisteredApplications" &&
             row.key != L"Software\\Wow6432Node\\RegisteredApplications")
             return;
-        SetLocation(m_location, L"Registry", L"Registry", row.registry);
+        m_location = {L"Registry", L"Registry", row.registry};
         ReportMessage(232, row.name, Severity);
     });
 }
@@ -167,7 +158,7 @@ void CQVVice15::Validate()
             MsiViewExecute(view, 0) == ERROR_SUCCESS) {
             FetchRows(view, [&](MSIHANDLE record) {
                 const _stringx<> name = RecordFieldString(record, 2);
-                SetLocation(m_location, L"ServiceInstall", L"ServiceInstall", RecordFieldString(record, 1));
+                m_location = {L"ServiceInstall", L"ServiceInstall", RecordFieldString(record, 1)};
                 ReportMessage(233, name, Severity);
             });
         }
@@ -180,7 +171,7 @@ void CQVVice15::Validate()
             return;
         if (row.name != L"Start" || row.value != L"#0")
             return;
-        SetLocation(m_location, L"Registry", L"Registry", row.registry);
+        m_location = {L"Registry", L"Registry", row.registry};
         ReportMessage(233, Leaf(row.key), Severity);
     });
 }
@@ -201,7 +192,7 @@ void CQVVice18::Validate()
         if (row.key.find(L"Software\\Classes\\AppID\\") == NoCase::npos || row.name != L"DllSurrogate" ||
             row.value.empty())
             return;
-        SetLocation(m_location, L"Registry", L"Key", row.key);
+        m_location = {L"Registry", L"Key", row.key};
         ReportMessage(236, row.key, Severity);
     });
 }
