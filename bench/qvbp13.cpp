@@ -52,24 +52,15 @@ std::string BuildPackage(const std::string& dir, int rows)
         property << "Property\tValue\ns72\tl0\nProperty\tProperty\nProductName\tQuill\n";
     }
     const std::string msi = base + ".msi";
-    // msibuild takes one option per run.
-    for (const std::string step : {"-s bench qvice ';1033' '{11111111-2222-3333-4444-555555555555}'",
-                                   "-i Registry.idt", "-i Control.idt", "-i Property.idt"}) {
-        const std::string command = "cd '" + base + "' && msibuild '" + msi + "' " + step + " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) {
-            std::fprintf(stderr, "msibuild failed: %s\n", command.c_str());
-            std::exit(2);
-        }
-    }
+    bench::Msibuild(base, msi, {"-s bench qvice ';1033' '{11111111-2222-3333-4444-555555555555}'",
+                                "-i Registry.idt", "-i Control.idt", "-i Property.idt"});
     return msi;
 }
 
 // Best of five, to keep noise from other work on the machine out.
 double Measure(const std::string& msi, int rows, size_t& findings)
 {
-    double best = 1e30;
-    for (int i = 0; i < 5; ++i)
-        best = std::min(best, bench::RunOnce(QVBP13, msi, findings));
+    const double best = bench::BestOf(5, QVBP13, msi, findings);
     std::printf("QVBP13 %7d Registry rows: %8.3f s, %7.2f us/row, %zu findings\n", rows, best, best * 1e6 / rows,
                 findings);
     return best;

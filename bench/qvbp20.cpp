@@ -79,23 +79,15 @@ std::string BuildPackage(const std::string& dir, int rows, size_t& expected)
             list << "2\t" << VendorKey(j) << "\t" << (j % 3 == 0 ? "*" : j % 3 == 1 ? "" : "Value") << "\n";
     }
     const std::string msi = base + ".msi";
-    // msibuild takes the summary and the imports in separate runs.
-    const std::string command = "cd '" + base + "' && msibuild '" + msi +
-                                "' -s bench qvice ';1033' '{11111111-2222-3333-4444-555555555555}' && msibuild '" +
-                                msi + "' -i Registry.idt -i _QvRegistry.idt >/dev/null 2>&1";
-    if (std::system(command.c_str()) != 0) {
-        std::fprintf(stderr, "msibuild failed: %s\n", command.c_str());
-        std::exit(2);
-    }
+    bench::Msibuild(base, msi, {"-s bench qvice ';1033' '{11111111-2222-3333-4444-555555555555}'",
+                                "-i Registry.idt", "-i _QvRegistry.idt"});
     return msi;
 }
 
 // Best of three, to keep noise from other work on the machine out.
 double Measure(const std::string& msi, int rows, size_t& findings)
 {
-    double best = 1e30;
-    for (int i = 0; i < 3; ++i)
-        best = std::min(best, bench::RunOnce(QVBP20, msi, findings));
+    const double best = bench::BestOf(3, QVBP20, msi, findings);
     std::printf("QVBP20 %7d Registry rows, %d _QvRegistry rows: %8.3f s, %7.2f us/row, %zu findings\n", rows,
                 kEntries, best, best * 1e6 / rows, findings);
     return best;

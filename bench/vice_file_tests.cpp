@@ -64,15 +64,8 @@ std::string BuildPackage(const std::string& dir, int files)
             tests << "QVVICE01\t" << test << "\t\n";
     }
     const std::string msi = dir + "/files.msi";
-    // msibuild takes one option per run.
-    for (const std::string step : {"-s bench qvice ';1033' '{11111111-2222-3333-4444-555555555555}'", "-i File.idt",
-                                   "-i _QvViceFileTestEntries.idt"}) {
-        const std::string command = "cd '" + dir + "' && msibuild '" + msi + "' " + step + " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) {
-            std::fprintf(stderr, "msibuild failed: %s\n", command.c_str());
-            std::exit(2);
-        }
-    }
+    bench::Msibuild(dir, msi, {"-s bench qvice ';1033' '{11111111-2222-3333-4444-555555555555}'", "-i File.idt",
+                               "-i _QvViceFileTestEntries.idt"});
     return msi;
 }
 
