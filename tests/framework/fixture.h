@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/check_base.h"
 #include "platform/platform.h"
 #include "platform/posix/runner.h"
 
@@ -130,5 +131,17 @@ inline std::string PropertyRow(const std::string& name, const std::string& value
 {
     return "INSERT INTO `Property` (`Property`, `Value`) VALUES ('" + name + "', '" + value + "')";
 }
+
+// A check whose Validate is the test's own code.
+class Probe : public CQVIceBase {
+public:
+    Probe(MSIHANDLE install, std::function<void(Probe&)> body) : CQVIceBase(install), m_body(std::move(body)) {}
+    _stringx<> GetName() const override { return L"QVPROBE"; }
+    _stringx<> GetDescription() const override { return L"probe"; }
+    void Validate() override { m_body(*this); }
+
+private:
+    std::function<void(Probe&)> m_body;
+};
 
 }  // namespace qvtest

@@ -23,19 +23,7 @@ using qvtest::Session;
 using qvtest::TempDir;
 using Lines = std::vector<std::wstring>;
 
-// A check whose Validate is the test's own code.
-class Probe : public CQVIceBase {
-public:
-    Probe(MSIHANDLE install, std::function<void(Probe&)> body) : CQVIceBase(install), m_body(std::move(body)) {}
-    _stringx<> GetName() const override { return L"QVPROBE"; }
-    _stringx<> GetDescription() const override { return L"probe"; }
-    void Validate() override { m_body(*this); }
-
-    std::vector<_stringx<>>& Location() { return m_location; }
-
-private:
-    std::function<void(Probe&)> m_body;
-};
+using qvtest::Probe;
 
 void RunProbe(Session& session, std::function<void(Probe&)> body)
 {

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "framework/check_base.h"
+#include "framework/fixture.h"
 #include "inspect/imports.h"
 #include "inspect/pe_image.h"
 #include "pe_support.h"
@@ -253,17 +254,7 @@ TEST(PeSecurity, ThreeBitsInOrder)
 
 namespace {
 
-class Probe : public CQVIceBase {
-public:
-    Probe(MSIHANDLE install, std::function<void(Probe&)> body) : CQVIceBase(install), m_body(std::move(body)) {}
-    _stringx<> GetName() const override { return L"QVPROBE"; }
-    _stringx<> GetDescription() const override { return L"probe"; }
-    void Validate() override { m_body(*this); }
-    std::vector<_stringx<>>& Location() { return m_location; }
-
-private:
-    std::function<void(Probe&)> m_body;
-};
+using qvtest::Probe;
 
 class ProbeHost : public qv::CheckInspectionHost {
 public:
