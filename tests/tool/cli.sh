@@ -2,27 +2,7 @@
 # The command-line contract of qvice: exit codes, the one-line reason for a
 # package that cannot be opened, options, and the QVBP01 run end to end.
 # Usage: cli.sh QVICE WORKDIR
-set -uo pipefail
-qvice=$(realpath "$1")
-work=$2
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
-passed=0
-failed=0
-check() {  # name expected actual
-    if [ "$2" == "$3" ]; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n--- expected\n%s\n--- actual\n%s\n' "$1" "$2" "$3"
-    fi
-}
-run() {  # prints stdout, stderr and the exit code of qvice ARGS
-    local out err rc
-    out=$("$qvice" "$@" 2> err.txt)
-    rc=$?
-    err=$(cat err.txt)
-    printf '%s\n[stderr] %s\n[exit] %s' "$out" "$err" "$rc"
-}
+source "$(dirname "$0")/lib/checks.bash" "$@"
 
 # Packages that cannot be opened: one line on stderr, exit 2.
 printf 'this is not a package\n' > text.msi
@@ -72,5 +52,4 @@ check "list has 85 checks" "85" "$("$qvice" list | wc -l | tr -d ' ')"
 check "list line" "QVICE13${T}ice${T}Validate that no .hlp files or WinHelp run-time files are included in the installation." \
     "$("$qvice" list | grep '^QVICE13')"
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

@@ -2,29 +2,9 @@
 # The output formats, several packages and --jobs, check selection, the type
 # filter, exit codes and the status line of qvice.
 # Usage: cli_formats.sh QVICE WORKDIR
-set -uo pipefail
-qvice=$(realpath "$1")
-work=$2
 root=$(cd "$(dirname "$0")/../.." && pwd)
 sarif_check=$root/tools/sarif-check
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
-passed=0
-failed=0
-check() {  # name expected actual
-    if [ "$2" == "$3" ]; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n' "$1"
-        diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | head -40
-    fi
-}
-run() {  # stdout, stderr and exit code of qvice ARGS
-    local out rc
-    out=$("$qvice" "$@" 2> err.txt)
-    rc=$?
-    printf '%s\n[stderr] %s\n[exit] %s' "$out" "$(cat err.txt)" "$rc"
-}
+source "$(dirname "$0")/lib/checks.bash" "$@"
 
 # fx.msi: features ALL and all (QVBP01, type 1), property MsiCustom (QVICE05,
 # type 1, quotes in its text), a Winlogon registry entry (QVBP20, type 2, a
@@ -185,5 +165,4 @@ check "README's Usage names the options of --help" "$("$qvice" --help | options)
 check "the man page names the options of --help" "$("$qvice" --help | options)" \
     "$(sed 's/\\-/-/g' "$root/docs/qvice.1" | grep -v 'option' | options)"
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

@@ -9,6 +9,25 @@ passed=0
 failed=0
 T=$'\t'
 
+# check NAME EXPECTED ACTUAL: one comparison, the difference shown on failure.
+check() {
+    if [ "$2" == "$3" ]; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        printf 'FAILED: %s\n' "$1"
+        diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | head -40
+    fi
+}
+
+# run ARGS...: stdout, stderr and the exit code of qvice ARGS, as one text.
+run() {
+    local out rc
+    out=$("$qvice" "$@" 2> err.txt)
+    rc=$?
+    printf '%s\n[stderr] %s\n[exit] %s' "$out" "$(cat err.txt)" "$rc"
+}
+
 # new_package_with_template NAME TEMPLATE QUERY...: one msibuild run per query.
 new_package_with_template() {
     local msi=$1.msi template=$2
