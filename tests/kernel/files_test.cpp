@@ -312,6 +312,87 @@ TEST_F(Files, TemporaryFolderAndNames) {
     EXPECT_EQ(ERROR_OF(GetTempFileNameW(win(L"missing").c_str(), L"x", 0, name)), ERROR_DIRECTORY);
 }
 
+// The private temporary folder keeps its listing between lookups; each
+// change the kernel makes there must show at once in lookups of any case.
+TEST(TemporaryFolder, LookupsOfAnyCaseSeeEveryChangeAtOnce) {
+    wchar_t buffer[MAX_PATH];
+    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    auto at = [&](const wchar_t* name) { return temp + name; };
+    auto attributes_of = [&](const wchar_t* name) { return GetFileAttributesW(at(name).c_str()); };
+    auto exists = [&](const wchar_t* name) { return attributes_of(name) != INVALID_FILE_ATTRIBUTES; };
+
+    // A lookup that finds nothing reads the listing; the file created next
+    // must be found under another case all the same.
+    EXPECT_EQ(ERROR_OF(exists(L"mixed.txt")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(CreateFileW(at(L"missing.txt").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr) !=
+                       INVALID_HANDLE_VALUE),
+              ERROR_FILE_NOT_FOUND);
+    HANDLE file = CreateFileW(at(L"Mixed.TXT").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    DWORD written = 0;
+    ASSERT_TRUE(WriteFile(file, "abc", 3, &written, nullptr));
+    CloseHandle(file);
+    EXPECT_EQ(attributes_of(L"mixed.txt"), FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_EQ(qv::posix::posix_path_from_windows(at(L"MIXED.txt")), qv::posix::temp_folder() + "/Mixed.TXT");
+    EXPECT_EQ(open_error(at(L"mixed.TXT"), GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);
+
+    // Copied and moved names appear, moved-away and deleted ones go.
+    EXPECT_TRUE(CopyFileW(at(L"mixed.txt").c_str(), at(L"Copy.BIN").c_str(), TRUE));
+    EXPECT_TRUE(exists(L"copy.bin"));
+    EXPECT_TRUE(MoveFileW(at(L"copy.bin").c_str(), at(L"Moved.Bin").c_str()));
+    EXPECT_EQ(ERROR_OF(exists(L"COPY.BIN")), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(exists(L"MOVED.BIN"));
+    EXPECT_TRUE(DeleteFileW(at(L"moved.bin").c_str()));
+    EXPECT_EQ(ERROR_OF(exists(L"Moved.Bin")), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(DeleteFileW(at(L"MIXED.TXT").c_str()));
+    EXPECT_EQ(ERROR_OF(exists(L"Mixed.TXT")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(DeleteFileW(at(L"mixed.txt").c_str())), ERROR_FILE_NOT_FOUND);
+
+    // Folders: made, filled through another case, emptied and removed.
+    EXPECT_EQ(ERROR_OF(exists(L"sub")), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(CreateDirectoryW(at(L"Sub").c_str(), nullptr));
+    EXPECT_EQ(attributes_of(L"SUB"), FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(ERROR_OF(exists(L"sub\\inner.txt")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(open_error(at(L"SUB\\Inner.txt"), GENERIC_WRITE, 0, CREATE_NEW), kOk);
+    EXPECT_EQ(qv::posix::posix_path_from_windows(at(L"sub\\INNER.TXT")), qv::posix::temp_folder() + "/Sub/Inner.txt");
+    EXPECT_EQ(ERROR_OF(RemoveDirectoryW(at(L"sub").c_str())), ERROR_DIR_NOT_EMPTY);
+    EXPECT_TRUE(DeleteFileW(at(L"sub\\inner.TXT").c_str()));
+    EXPECT_EQ(ERROR_OF(exists(L"Sub\\Inner.txt")), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(RemoveDirectoryW(at(L"SUB").c_str()));
+    EXPECT_EQ(ERROR_OF(exists(L"Sub")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(exists(L"sub\\inner.txt")), ERROR_PATH_NOT_FOUND);
+
+    // A file that deletes itself on close leaves the listing too.
+    file = CreateFileW(at(L"Gone.tmp").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE,
+                       nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(exists(L"GONE.TMP"));
+    CloseHandle(file);
+    EXPECT_EQ(ERROR_OF(exists(L"gone.tmp")), ERROR_FILE_NOT_FOUND);
+}
+
+// A search for one plain name answers from the entry the name maps to.
+TEST_F(Files, SearchForOnePlainNameGivesItsSpellingSizeAndAttributes) {
+    write_posix("Plain.Txt", "12345");
+    WIN32_FIND_DATAW data;
+    HANDLE search = FindFirstFileW(win(L"plain.txt").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(std::wstring(data.cFileName), L"Plain.Txt");
+    EXPECT_EQ(data.nFileSizeLow, 5u);
+    EXPECT_EQ(data.dwFileAttributes, FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_EQ(ERROR_OF(FindNextFileW(search, &data)), ERROR_NO_MORE_FILES);
+    FindClose(search);
+    EXPECT_EQ(ERROR_OF(FindFirstFileW(win(L"absent.txt").c_str(), &data) != INVALID_HANDLE_VALUE),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(FindFirstFileW(win(L"nodir\\plain.txt").c_str(), &data) != INVALID_HANDLE_VALUE),
+              ERROR_PATH_NOT_FOUND);
+    // A name with trailing dots names the same entry, as Windows strips them.
+    search = FindFirstFileW(win(L"PLAIN.TXT..").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(std::wstring(data.cFileName), L"Plain.Txt");
+    FindClose(search);
+}
+
 TEST_F(Files, MappingGivesTheBytesAndPinsTheFile) {
     std::string bytes(70000, '\0');
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 7) % 251);

@@ -68,7 +68,7 @@ FileObject::~FileObject() {
             struct stat named;
             if (lstat(path.c_str(), &named) == 0 && named.st_ino == st.st_ino && named.st_dev == st.st_dev) {
                 forget_attributes(st);
-                unlink(path.c_str());
+                if (unlink(path.c_str()) == 0) note_entry_removed(path);
             }
         }
     }
@@ -96,7 +96,7 @@ DWORD new_file_attributes(DWORD flags) {
 void set_read_only(const std::string& path, const struct stat& st, bool on) {
     mode_t mode = st.st_mode & 07777;
     mode = on ? mode & ~(S_IWUSR | S_IWGRP | S_IWOTH) : mode | S_IWUSR;
-    chmod(path.c_str(), mode);
+    if (mode != (st.st_mode & 07777)) chmod(path.c_str(), mode);
 }
 
 bool copy_contents(int from, int to) {
@@ -131,6 +131,7 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
         close(in);
         return false;
     }
+    note_entry_added(to);
     bool ok = copy_contents(in, out);
     int error = errno;
     if (ok) {
@@ -144,7 +145,7 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
     close(out);
     if (!ok) {
         SetLastError(win32_from_errno(error));
-        unlink(to.c_str());
+        if (unlink(to.c_str()) == 0) note_entry_removed(to);
     }
     return ok;
 }
@@ -171,7 +172,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
 
     int access_flags = wants_write ? (wants_read ? O_RDWR : O_WRONLY) : O_RDONLY;
     struct stat st;
-    bool exists = stat(path.c_str(), &st) == 0;
+    bool exists = stat_mapped(mapped, st) == 0;
     if (!exists && errno != ENOENT) {
         set_error_from_errno(errno, path);
         return INVALID_HANDLE_VALUE;
@@ -209,6 +210,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             set_error_from_errno(errno, path);
             return INVALID_HANDLE_VALUE;
         }
+        fstat(fd, &st);
         if (dwCreationDisposition == CREATE_ALWAYS) {
             remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
             if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
@@ -217,7 +219,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             success_error = ERROR_ALREADY_EXISTS;
     } else {
         if (dwCreationDisposition == OPEN_EXISTING || dwCreationDisposition == TRUNCATE_EXISTING) {
-            set_error_from_errno(ENOENT, path);
+            set_mapped_error(ENOENT, mapped);
             return INVALID_HANDLE_VALUE;
         }
         fd = open(path.c_str(), access_flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -225,12 +227,12 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             set_error_from_errno(errno, path);
             return INVALID_HANDLE_VALUE;
         }
+        note_entry_added(path);
         fstat(fd, &st);
         remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
         // The creating handle may still write; the bit guards later opens.
         if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
     }
-    fstat(fd, &st);
     auto file = std::make_shared<FileObject>();
     file->fd = fd;
     file->path = path;
@@ -487,8 +489,8 @@ DWORD GetFileAttributesW(LPCWSTR lpFileName) {
     MappedPath mapped = map_path(lpFileName);
     if (!mapped.ok) return INVALID_FILE_ATTRIBUTES;
     struct stat st;
-    if (stat(mapped.posix.c_str(), &st) != 0) {
-        set_error_from_errno(errno, mapped.posix);
+    if (stat_mapped(mapped, st) != 0) {
+        set_mapped_error(errno, mapped);
         return INVALID_FILE_ATTRIBUTES;
     }
     return attributes_of(st);
@@ -498,8 +500,8 @@ BOOL SetFileAttributesW(LPCWSTR lpFileName, DWORD dwFileAttributes) {
     MappedPath mapped = map_path(lpFileName);
     if (!mapped.ok) return FALSE;
     struct stat st;
-    if (stat(mapped.posix.c_str(), &st) != 0) {
-        set_error_from_errno(errno, mapped.posix);
+    if (stat_mapped(mapped, st) != 0) {
+        set_mapped_error(errno, mapped);
         return FALSE;
     }
     DWORD attributes = dwFileAttributes & ~FILE_ATTRIBUTE_DIRECTORY;
@@ -512,8 +514,8 @@ BOOL DeleteFileW(LPCWSTR lpFileName) {
     MappedPath mapped = map_path(lpFileName);
     if (!mapped.ok) return FALSE;
     struct stat st;
-    if (lstat(mapped.posix.c_str(), &st) != 0) {
-        set_error_from_errno(errno, mapped.posix);
+    if (lstat_mapped(mapped, st) != 0) {
+        set_mapped_error(errno, mapped);
         return FALSE;
     }
     if (S_ISDIR(st.st_mode) || read_only(st)) {
@@ -528,6 +530,7 @@ BOOL DeleteFileW(LPCWSTR lpFileName) {
         set_error_from_errno(errno, mapped.posix);
         return FALSE;
     }
+    note_entry_removed(mapped.posix);
     if (st.st_nlink <= 1) forget_attributes(st);
     return TRUE;
 }
@@ -542,8 +545,8 @@ BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlag
     MappedPath to = map_path(lpNewFileName);
     if (!to.ok) return FALSE;
     struct stat from_st;
-    if (lstat(from.posix.c_str(), &from_st) != 0) {
-        set_error_from_errno(errno, from.posix);
+    if (lstat_mapped(from, from_st) != 0) {
+        set_mapped_error(errno, from);
         return FALSE;
     }
     if (DWORD conflict = deletion_conflict(key_of(from_st))) {
@@ -552,7 +555,7 @@ BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlag
     }
     struct stat to_st;
     bool replacing = false;
-    if (lstat(to.posix.c_str(), &to_st) == 0) {
+    if (lstat_mapped(to, to_st) == 0) {
         if (key_of(to_st) == key_of(from_st)) {
             // The same file under another case: take the spelling given.
             std::wstring_view given = lpNewFileName;
@@ -589,10 +592,12 @@ BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlag
             return FALSE;
         }
         if (!copy_file(from.posix, from_st, to.posix)) return FALSE;
-        unlink(from.posix.c_str());
+        if (unlink(from.posix.c_str()) == 0) note_entry_removed(from.posix);
         forget_attributes(from_st);
         return TRUE;
     }
+    note_entry_removed(from.posix);
+    note_entry_added(to.posix);
     if (replacing) forget_attributes(to_st);
     return TRUE;
 }
@@ -607,8 +612,8 @@ BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfEx
     MappedPath to = map_path(lpNewFileName);
     if (!to.ok) return FALSE;
     struct stat from_st;
-    if (stat(from.posix.c_str(), &from_st) != 0) {
-        set_error_from_errno(errno, from.posix);
+    if (stat_mapped(from, from_st) != 0) {
+        set_mapped_error(errno, from);
         return FALSE;
     }
     if (S_ISDIR(from_st.st_mode)) {
@@ -620,7 +625,7 @@ BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfEx
         return FALSE;
     }
     struct stat to_st;
-    if (stat(to.posix.c_str(), &to_st) == 0) {
+    if (stat_mapped(to, to_st) == 0) {
         if (bFailIfExists) {
             SetLastError(ERROR_FILE_EXISTS);
             return FALSE;
@@ -644,6 +649,7 @@ BOOL CreateDirectoryW(LPCWSTR lpPathName, LPSECURITY_ATTRIBUTES lpSecurityAttrib
         SetLastError(errno == ENOENT ? ERROR_PATH_NOT_FOUND : win32_from_errno(errno));
         return FALSE;
     }
+    note_entry_added(mapped.posix);
     return TRUE;
 }
 
@@ -651,8 +657,8 @@ BOOL RemoveDirectoryW(LPCWSTR lpPathName) {
     MappedPath mapped = map_path(lpPathName);
     if (!mapped.ok) return FALSE;
     struct stat st;
-    if (lstat(mapped.posix.c_str(), &st) != 0) {
-        set_error_from_errno(errno, mapped.posix);
+    if (lstat_mapped(mapped, st) != 0) {
+        set_mapped_error(errno, mapped);
         return FALSE;
     }
     if (!S_ISDIR(st.st_mode)) {
@@ -663,6 +669,7 @@ BOOL RemoveDirectoryW(LPCWSTR lpPathName) {
         SetLastError(win32_from_errno(errno == EEXIST ? ENOTEMPTY : errno));
         return FALSE;
     }
+    note_entry_removed(mapped.posix);
     forget_attributes(st);
     return TRUE;
 }

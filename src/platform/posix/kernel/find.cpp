@@ -79,11 +79,17 @@ private:
     size_t last_dot_;
 };
 
-bool fill(const std::string& folder, const std::string& name, const std::wstring& wide_name, WIN32_FIND_DATAW& data) {
+// The entry as a search shows it; `known` is its stat when the caller has it.
+bool fill(const std::string& folder, const std::string& name, const std::wstring& wide_name, WIN32_FIND_DATAW& data,
+          const struct stat* known = nullptr) {
     if (wide_name.size() >= MAX_PATH) return false;
-    std::string full = folder == "/" ? "/" + name : folder + "/" + name;
     struct stat st;
-    if (stat(full.c_str(), &st) != 0 && lstat(full.c_str(), &st) != 0) return false;
+    if (known) {
+        st = *known;
+    } else {
+        std::string full = folder == "/" ? "/" + name : folder + "/" + name;
+        if (stat(full.c_str(), &st) != 0 && lstat(full.c_str(), &st) != 0) return false;
+    }
     data = WIN32_FIND_DATAW{};
     data.dwFileAttributes = attributes_of(st);
     data.ftCreationTime = filetime_from_timespec(st.st_mtim);
@@ -130,6 +136,27 @@ HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
         folder_part = text.substr(0, separator + 1);
         pattern = text.substr(separator + 1);
     }
+    auto search = std::make_shared<FindObject>();
+    WIN32_FIND_DATAW data;
+    // A plain name of an entry that exists, the common case: its folder is
+    // the one it was found in, and mapping has its stat already.
+    const bool plain = !pattern.empty() && pattern.find_first_of(L"*?") == std::wstring::npos &&
+                       pattern != L"." && pattern != L".." && pattern.back() != L'.' && pattern.back() != L' ';
+    if (plain && checked.entry == MappedPath::Entry::present && !S_ISLNK(checked.st.st_mode)) {
+        std::string found = name_of(checked.posix);
+        if (fill(parent_of(checked.posix), found, from_utf8(found), data, &checked.st))
+            search->entries.push_back(data);
+        if (search->entries.empty()) {
+            SetLastError(ERROR_FILE_NOT_FOUND);
+            return INVALID_HANDLE_VALUE;
+        }
+        *lpFindFileData = search->entries[0];
+        search->next = 1;
+        HANDLE handle = register_object(std::move(search));
+        SetLastError(ERROR_SUCCESS);
+        return handle;
+    }
+
     std::string folder = posix_path_from_windows(folder_part);
     struct stat folder_st;
     if (stat(folder.c_str(), &folder_st) != 0 || !S_ISDIR(folder_st.st_mode)) {
@@ -141,8 +168,6 @@ HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
         return INVALID_HANDLE_VALUE;
     }
 
-    auto search = std::make_shared<FindObject>();
-    WIN32_FIND_DATAW data;
     if (pattern.find_first_of(L"*?") == std::wstring::npos) {
         // A plain name: the one entry it names, in its spelling on disk.
         std::string found = name_of(checked.posix);

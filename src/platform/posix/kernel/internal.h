@@ -53,7 +53,25 @@ bool names_equal_ignoring_case(std::string_view a, std::string_view b);
 struct MappedPath {
     bool ok = false;
     std::string posix;
+    // What mapping learned of the entry on the way, so that the caller need
+    // not ask the file system again: `present` with its lstat in `st`, or
+    // `absent` (its folder exists and holds no entry of that name).
+    enum class Entry : unsigned char { unknown, present, absent } entry = Entry::unknown;
+    struct stat st {};
 };
+
+// stat() and lstat() of a mapped path, answered from the mapping when it
+// can be (-1 with errno set, as the calls themselves).
+int stat_mapped(const MappedPath& mapped, struct stat& st);
+int lstat_mapped(const MappedPath& mapped, struct stat& st);
+// set_error_from_errno for a mapped path: an absent entry is
+// ERROR_FILE_NOT_FOUND without asking after its folder again.
+void set_mapped_error(int error, const MappedPath& mapped);
+
+// The kernel's own changes to a folder's entries, for the listings kept of
+// private folders (see paths.cpp).
+void note_entry_added(const std::string& posix_path);
+void note_entry_removed(const std::string& posix_path);
 
 // Checks a Windows path given to a kernel function and maps it. A null path
 // fails with ERROR_INVALID_PARAMETER, an empty one with ERROR_PATH_NOT_FOUND,

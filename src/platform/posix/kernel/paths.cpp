@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <ftw.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <mutex>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/posix/kernel/internal.h"
@@ -68,32 +70,124 @@ std::string join(const std::string& folder, const std::string& name) {
     return folder + "/" + name;
 }
 
-// The entry of `folder` named `name` without regard to case: the exact
-// spelling when it exists, else the first match in byte order, else none.
-bool find_entry(const std::string& folder, const std::string& name, std::string& found) {
-    struct stat st;
-    if (lstat(join(folder, name).c_str(), &st) == 0) {
-        found = name;
-        return true;
-    }
-    DIR* dir = opendir(folder.c_str());
-    if (!dir) return false;
-    bool any = false;
-    while (dirent* entry = readdir(dir)) {
-        std::string_view candidate = entry->d_name;
-        if (candidate == "." || candidate == "..") continue;
-        if (names_equal_ignoring_case(candidate, name) && (!any || candidate < found)) {
-            found = std::string(candidate);
-            any = true;
-        }
-    }
-    closedir(dir);
-    return any;
-}
-
 std::string g_scratch_root;
 std::string g_temp_folder;
 pid_t g_scratch_owner = 0;
+// The scratch root is this process's own (not one inherited over fork).
+bool g_scratch_private = false;
+
+// Listings of the folders under the private scratch root, kept between
+// lookups: a name that does not exist there yet (a file about to be created)
+// then costs no read of the folder. Only this process writes in its scratch
+// root, and every change the kernel makes there updates the listing; a
+// listing whose folder shows another identity or change time is read again.
+struct Listing {
+    dev_t dev;
+    ino_t ino;
+    struct timespec mtime;
+    struct timespec ctime;
+    std::vector<std::string> names;
+};
+
+constexpr size_t kMaxListings = 64;
+std::mutex g_listings_lock;
+std::unordered_map<std::string, Listing> g_listings;
+
+bool same_time(const struct timespec& a, const struct timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool matches_stamp(const Listing& listing, const struct stat& st) {
+    return listing.dev == st.st_dev && listing.ino == st.st_ino && same_time(listing.mtime, st.st_mtim) &&
+           same_time(listing.ctime, st.st_ctim);
+}
+
+void stamp(Listing& listing, const struct stat& st) {
+    listing.dev = st.st_dev;
+    listing.ino = st.st_ino;
+    listing.mtime = st.st_mtim;
+    listing.ctime = st.st_ctim;
+}
+
+bool is_private(const std::string& folder) {
+    const std::string& root = g_scratch_root;
+    return g_scratch_private && !root.empty() && folder.size() >= root.size() &&
+           folder.compare(0, root.size(), root) == 0 && (folder.size() == root.size() || folder[root.size()] == '/');
+}
+
+bool read_folder(const std::string& folder, std::vector<std::string>& names) {
+    DIR* dir = opendir(folder.c_str());
+    if (!dir) return false;
+    while (dirent* entry = readdir(dir)) {
+        std::string_view candidate = entry->d_name;
+        if (candidate != "." && candidate != "..") names.emplace_back(candidate);
+    }
+    closedir(dir);
+    return true;
+}
+
+// The first of `names` equal to `name` without regard to case, in byte order.
+bool pick_entry(const std::vector<std::string>& names, const std::string& name, std::string& found) {
+    bool any = false;
+    for (const std::string& candidate : names) {
+        if (names_equal_ignoring_case(candidate, name) && (!any || candidate < found)) {
+            found = candidate;
+            any = true;
+        }
+    }
+    return any;
+}
+
+// The entry of `folder` named `name` without regard to case: the exact
+// spelling when it exists, else the first match in byte order, else none.
+// `folder_st`, when given, is the folder's lstat and tells that `name` does
+// not exist as spelled.
+bool find_entry(const std::string& folder, const std::string& name, std::string& found,
+                const struct stat* folder_st = nullptr) {
+    if (!folder_st) {
+        struct stat st;
+        if (lstat(join(folder, name).c_str(), &st) == 0) {
+            found = name;
+            return true;
+        }
+    } else if (is_private(folder)) {
+        std::lock_guard lock(g_listings_lock);
+        auto it = g_listings.find(folder);
+        if (it == g_listings.end() || !matches_stamp(it->second, *folder_st)) {
+            Listing listing{};
+            if (!read_folder(folder, listing.names)) return false;
+            stamp(listing, *folder_st);
+            if (g_listings.size() >= kMaxListings) g_listings.clear();
+            it = g_listings.insert_or_assign(folder, std::move(listing)).first;
+        }
+        return pick_entry(it->second.names, name, found);
+    }
+    std::vector<std::string> names;
+    return read_folder(folder, names) && pick_entry(names, name, found);
+}
+
+// Brings the listing of the folder of `posix_path`, if one is kept, up to
+// date with a change this process has just made.
+void note_change(const std::string& posix_path, bool added) {
+    const size_t slash = posix_path.find_last_of('/');
+    if (slash == std::string::npos) return;
+    const std::string folder = slash == 0 ? "/" : posix_path.substr(0, slash);
+    const std::string name = posix_path.substr(slash + 1);
+    std::lock_guard lock(g_listings_lock);
+    if (!added) g_listings.erase(posix_path);  // a removed folder's own listing
+    auto it = g_listings.find(folder);
+    if (it == g_listings.end()) return;
+    struct stat st;
+    if (lstat(folder.c_str(), &st) != 0) {
+        g_listings.erase(it);
+        return;
+    }
+    auto& names = it->second.names;
+    auto at = std::find(names.begin(), names.end(), name);
+    if (added && at == names.end()) names.push_back(name);
+    if (!added && at != names.end()) names.erase(at);
+    stamp(it->second, st);
+}
 
 int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
     ::remove(path);
@@ -122,6 +216,8 @@ void make_scratch_root() {
     } else {
         g_scratch_root = buffer.data();
         g_scratch_owner = getpid();
+        g_scratch_private = true;
+        pthread_atfork(nullptr, nullptr, [] { g_scratch_private = false; });
         std::atexit(remove_scratch_root);
     }
     g_temp_folder = g_scratch_root + "/Temp";
@@ -203,7 +299,11 @@ std::wstring windows_path_from_posix(const std::string& posix_path) {
     return out;
 }
 
-std::string posix_path_from_windows(std::wstring_view path) {
+namespace {
+
+// Maps a Windows path (see posix_path_from_windows) into `mapped.posix`,
+// with what was learned of the entry on the way.
+void map_windows(std::wstring_view path, MappedPath& mapped) {
     // The long-path prefix \\?\ changes nothing here.
     if (path.size() >= 4 && is_separator(path[0]) && is_separator(path[1]) && path[2] == L'?' &&
         is_separator(path[3]))
@@ -246,27 +346,45 @@ std::string posix_path_from_windows(std::wstring_view path) {
     // exists as spelled too. Nor do the folders of a new file's path.
     std::string exact = root;
     for (const std::string& part : parts) exact = join(exact, part);
-    struct stat st;
-    if (lstat(exact.c_str(), &st) == 0) return exact;
+    if (lstat(exact.c_str(), &mapped.st) == 0) {
+        mapped.entry = MappedPath::Entry::present;
+        mapped.posix = std::move(exact);
+        return;
+    }
     std::string result = root;
     size_t matched = 0;
+    struct stat parent_st;
+    bool parent_known = false;
     if (parts.size() > 1) {
         std::string parent = root;
         for (size_t i = 0; i + 1 < parts.size(); ++i) parent = join(parent, parts[i]);
-        if (lstat(parent.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+        if (lstat(parent.c_str(), &parent_st) == 0 && S_ISDIR(parent_st.st_mode)) {
             result = parent;
             matched = parts.size() - 1;
+            parent_known = true;
         }
     }
     bool exists = true;
     for (size_t i = matched; i < parts.size(); ++i) {
         const std::string& part = parts[i];
         std::string actual = part;
-        if (exists) exists = find_entry(result, part, actual);
+        // The last name, in a folder that exists as spelled, is known not
+        // to exist as spelled itself.
+        if (exists) exists = find_entry(result, part, actual, parent_known && i == matched ? &parent_st : nullptr);
         result = join(result, exists ? actual : part);
+        if (!exists && parent_known && i == matched) mapped.entry = MappedPath::Entry::absent;
     }
-    return result;
+    mapped.posix = std::move(result);
 }
+
+}  // namespace
+
+std::string posix_path_from_windows(std::wstring_view path) {
+    MappedPath mapped;
+    map_windows(path, mapped);
+    return std::move(mapped.posix);
+}
+
 
 const std::string& scratch_root() {
     std::call_once(g_scratch_once, make_scratch_root);
@@ -317,9 +435,43 @@ MappedPath map_path(LPCWSTR path, bool wildcards_in_last) {
             return mapped;
         }
     }
-    mapped.posix = posix_path_from_windows(text);
+    map_windows(text, mapped);
     mapped.ok = true;
     return mapped;
 }
+
+int stat_mapped(const MappedPath& mapped, struct stat& st) {
+    if (mapped.entry == MappedPath::Entry::present && !S_ISLNK(mapped.st.st_mode)) {
+        st = mapped.st;
+        return 0;
+    }
+    if (mapped.entry == MappedPath::Entry::absent) {
+        errno = ENOENT;
+        return -1;
+    }
+    return stat(mapped.posix.c_str(), &st);
+}
+
+int lstat_mapped(const MappedPath& mapped, struct stat& st) {
+    if (mapped.entry == MappedPath::Entry::present) {
+        st = mapped.st;
+        return 0;
+    }
+    if (mapped.entry == MappedPath::Entry::absent) {
+        errno = ENOENT;
+        return -1;
+    }
+    return lstat(mapped.posix.c_str(), &st);
+}
+
+void set_mapped_error(int error, const MappedPath& mapped) {
+    if (error == ENOENT && mapped.entry == MappedPath::Entry::absent)
+        SetLastError(ERROR_FILE_NOT_FOUND);
+    else
+        set_error_from_errno(error, mapped.posix);
+}
+
+void note_entry_added(const std::string& posix_path) { note_change(posix_path, true); }
+void note_entry_removed(const std::string& posix_path) { note_change(posix_path, false); }
 
 }  // namespace qv::posix
