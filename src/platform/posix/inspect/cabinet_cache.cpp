@@ -19,7 +19,7 @@ namespace {
 struct Entry {
     Key key;
     bool onDisk = false;
-    std::string bytes;  // in memory
+    Bytes bytes;        // in memory
     std::string path;   // on disk
     uint64_t size = 0;
 };
@@ -66,13 +66,13 @@ void Trim(State& s)
         ::mkdir(folder.c_str(), 0700);
         entry.path = folder + "/" + std::to_string(++s.fileCounter);
         std::ofstream out(entry.path, std::ios::binary | std::ios::trunc);
-        out.write(entry.bytes.data(), static_cast<std::streamsize>(entry.bytes.size()));
+        out.write(entry.bytes->data(), static_cast<std::streamsize>(entry.bytes->size()));
         out.close();
         if (!out) {  // no room on disk: the entry is simply forgotten
             ::unlink(entry.path.c_str());
             continue;
         }
-        entry.bytes = std::string();
+        entry.bytes.reset();
         entry.onDisk = true;
         s.stats.diskBytes += entry.size;
         s.disk.push_front(std::move(entry));
@@ -145,44 +145,46 @@ bool Contains(const Key& key)
     return s.enabled && s.index.count(key) != 0;
 }
 
-bool Get(const Key& key, std::string& bytes)
+Bytes Get(const Key& key)
 {
     State& s = Global();
     std::lock_guard<std::mutex> guard(s.lock);
     if (!s.enabled)
-        return false;
+        return nullptr;
     auto found = s.index.find(key);
     if (found == s.index.end())
-        return false;
+        return nullptr;
     Entry& entry = *found->second;
+    Bytes bytes;
     if (!entry.onDisk) {
         s.memory.splice(s.memory.begin(), s.memory, found->second);
         bytes = entry.bytes;
     } else {
         std::ifstream in(entry.path, std::ios::binary);
-        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-        if (bytes.size() != entry.size) {  // the file went away: forget it
+        auto read = std::make_shared<std::string>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        if (read->size() != entry.size) {  // the file went away: forget it
             ::unlink(entry.path.c_str());
             s.stats.diskBytes -= entry.size;
             s.disk.erase(found->second);
             s.index.erase(found);
-            return false;
+            return nullptr;
         }
         s.disk.splice(s.disk.begin(), s.disk, found->second);
+        bytes = std::move(read);
     }
     ++s.stats.served;
-    return true;
+    return bytes;
 }
 
-void Put(const Key& key, std::string bytes)
+void Put(const Key& key, Bytes bytes)
 {
     State& s = Global();
     std::lock_guard<std::mutex> guard(s.lock);
-    if (!s.enabled || bytes.size() > s.limits.largestEntry || s.index.count(key))
+    if (!s.enabled || !bytes || bytes->size() > s.limits.largestEntry || s.index.count(key))
         return;
     Entry entry;
     entry.key = key;
-    entry.size = bytes.size();
+    entry.size = bytes->size();
     entry.bytes = std::move(bytes);
     s.stats.memoryBytes += entry.size;
     s.memory.push_front(std::move(entry));

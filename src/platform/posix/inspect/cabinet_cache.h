@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace qv::mscab::cache {
@@ -44,10 +45,14 @@ struct Key {
 // Fingerprint of a cabinet's bytes (never 0 for a readable cabinet).
 uint64_t Fingerprint(const unsigned char* bytes, size_t size, uint64_t seed);
 
+// An entry's bytes, shared between the cache and its readers: a copy served
+// from memory costs no copy of the bytes.
+using Bytes = std::shared_ptr<const std::string>;
+
 bool Contains(const Key& key);
-// The entry's bytes; false when it is not cached (or its file is gone).
-bool Get(const Key& key, std::string& bytes);
-void Put(const Key& key, std::string bytes);
+// The entry's bytes; null when it is not cached (or its file is gone).
+Bytes Get(const Key& key);
+void Put(const Key& key, Bytes bytes);
 bool Fits(uint64_t size);
 void CountDecompressed();
 

@@ -302,8 +302,8 @@ void Prefetch(Context* context, mscabd_file* wanted)
         const cache::Key key{context->fingerprint, index};
         if (!cache::Fits(f->length) || cache::Contains(key))
             continue;
-        std::string bytes;
-        if (Extract(context, f, 0, &bytes) != MSPACK_ERR_OK || context->pending)
+        auto bytes = std::make_shared<std::string>();
+        if (Extract(context, f, 0, bytes.get()) != MSPACK_ERR_OK || context->pending)
             return;  // the wanted entry's own extraction reports the trouble
         cache::Put(key, std::move(bytes));
     }
@@ -426,24 +426,24 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         // else decompressed once for all of them.
         namespace cache = qv::mscab::cache;
         const cache::Key key{context->fingerprint, index};
-        std::string bytes;
-        bool cached = context->fingerprint && cache::Get(key, bytes);
+        cache::Bytes bytes = context->fingerprint ? cache::Get(key) : nullptr;
         int result = MSPACK_ERR_OK;
-        if (!cached && context->fingerprint && cache::Fits(f->length)) {
+        if (!bytes && context->fingerprint && cache::Fits(f->length)) {
             Prefetch(context, f);
+            auto fresh = std::make_shared<std::string>();
             if (!context->pending)
-                result = Extract(context, f, 0, &bytes);
+                result = Extract(context, f, 0, fresh.get());
             if (result == MSPACK_ERR_OK && !context->pending) {
+                bytes = std::move(fresh);
                 cache::Put(key, bytes);
-                cached = true;
             }
-        } else if (!cached) {
+        } else if (!bytes) {
             result = Extract(context, f, hf, nullptr);
         }
-        if (cached) {
+        if (bytes) {
             bool written = false;
             try {
-                written = WriteCached(hf, bytes);
+                written = WriteCached(hf, *bytes);
             } catch (...) {
                 CabinetEngine::FileClose(hf);
                 throw;
