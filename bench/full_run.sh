@@ -9,6 +9,7 @@
 # package whose other files come from elsewhere.
 # Usage: bench/full_run.sh [BUILD_DIR] [DIVISOR]   (default build/native, 1;
 #        a DIVISOR of 10 makes every size ten times smaller, for a quick look)
+#        QV_BENCH_RUNS=N times each command N times and keeps the best (default 3);
 #        QV_BENCH_SLOWEST=N adds a second run that lists the N slowest checks;
 #        QV_BENCH_WORK=DIR builds the packages there and keeps them.
 set -euo pipefail
@@ -86,6 +87,16 @@ PY
 }
 
 seconds() { local s e; s=$(date +%s.%N); "$@" > /dev/null; e=$(date +%s.%N); echo "$e - $s" | bc -l; }
+# The best of QV_BENCH_RUNS timings (default 3): a shared machine only ever
+# makes a run slower.
+best() {
+    local best='' t i
+    for ((i = 0; i < ${QV_BENCH_RUNS:-3}; i++)); do
+        t=$(seconds "$@")
+        if [ -z "$best" ] || [ "$(echo "$t < $best" | bc -l)" = 1 ]; then best=$t; fi
+    done
+    echo "$best"
+}
 
 declare -A total floor lines
 for size in quarter full; do
@@ -93,9 +104,9 @@ for size in quarter full; do
     d=$((f * divisor))
     dir=$work/$size
     generate "$dir" $((200000 / d)) $((20000 / d)) $((5000 / d)) > /dev/null
-    t=$(seconds bash -c "'$qvice' '$dir/p.msi' > '$dir/out.txt' 2> '$dir/err.txt'; [ \$? -le 1 ]")
-    dump=$(seconds "$qvice" dump "$dir/p.msi")
-    cab=$(seconds cabextract -q -t "$dir/one.cab" "$dir/two.cab")
+    t=$(best bash -c "'$qvice' '$dir/p.msi' > '$dir/out.txt' 2> '$dir/err.txt'; [ \$? -le 1 ]")
+    dump=$(best "$qvice" dump "$dir/p.msi")
+    cab=$(best cabextract -q -t "$dir/one.cab" "$dir/two.cab")
     total[$size]=$t
     floor[$size]=$(echo "$dump + $cab" | bc -l)
     lines[$size]=$(wc -l < "$dir/out.txt")
