@@ -110,6 +110,20 @@ std::wstring folded(const std::wstring& name) {
     return out;
 }
 
+// Hands out the first entry of a search and a handle for the rest; a search
+// that found nothing fails with ERROR_FILE_NOT_FOUND.
+HANDLE start_search(std::shared_ptr<FindObject> search, WIN32_FIND_DATAW& first) {
+    if (search->entries.empty()) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return INVALID_HANDLE_VALUE;
+    }
+    first = search->entries[0];
+    search->next = 1;
+    HANDLE handle = register_object(std::move(search));
+    SetLastError(ERROR_SUCCESS);
+    return handle;
+}
+
 }  // namespace
 
 HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
@@ -146,15 +160,7 @@ HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
         std::string found = name_of(checked.posix);
         if (fill(parent_of(checked.posix), found, from_utf8(found), data, &checked.st))
             search->entries.push_back(data);
-        if (search->entries.empty()) {
-            SetLastError(ERROR_FILE_NOT_FOUND);
-            return INVALID_HANDLE_VALUE;
-        }
-        *lpFindFileData = search->entries[0];
-        search->next = 1;
-        HANDLE handle = register_object(std::move(search));
-        SetLastError(ERROR_SUCCESS);
-        return handle;
+        return start_search(std::move(search), *lpFindFileData);
     }
 
     std::string folder = posix_path_from_windows(folder_part);
@@ -204,15 +210,7 @@ HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
             if (fill(folder, entry.narrow, entry.wide, data)) search->entries.push_back(data);
         }
     }
-    if (search->entries.empty()) {
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return INVALID_HANDLE_VALUE;
-    }
-    *lpFindFileData = search->entries[0];
-    search->next = 1;
-    HANDLE handle = register_object(std::move(search));
-    SetLastError(ERROR_SUCCESS);
-    return handle;
+    return start_search(std::move(search), *lpFindFileData);
 }
 
 BOOL FindNextFileW(HANDLE hFindFile, LPWIN32_FIND_DATAW lpFindFileData) {

@@ -440,8 +440,12 @@ MappedPath map_path(LPCWSTR path, bool wildcards_in_last) {
     return mapped;
 }
 
-int stat_mapped(const MappedPath& mapped, struct stat& st) {
-    if (mapped.entry == MappedPath::Entry::present && !S_ISLNK(mapped.st.st_mode)) {
+namespace {
+
+// The stat of a mapped path from what mapping learned; a symbolic link is
+// followed by asking again.
+int mapped_stat(const MappedPath& mapped, struct stat& st, bool follow) {
+    if (mapped.entry == MappedPath::Entry::present && !(follow && S_ISLNK(mapped.st.st_mode))) {
         st = mapped.st;
         return 0;
     }
@@ -449,20 +453,13 @@ int stat_mapped(const MappedPath& mapped, struct stat& st) {
         errno = ENOENT;
         return -1;
     }
-    return stat(mapped.posix.c_str(), &st);
+    return follow ? stat(mapped.posix.c_str(), &st) : lstat(mapped.posix.c_str(), &st);
 }
 
-int lstat_mapped(const MappedPath& mapped, struct stat& st) {
-    if (mapped.entry == MappedPath::Entry::present) {
-        st = mapped.st;
-        return 0;
-    }
-    if (mapped.entry == MappedPath::Entry::absent) {
-        errno = ENOENT;
-        return -1;
-    }
-    return lstat(mapped.posix.c_str(), &st);
-}
+}  // namespace
+
+int stat_mapped(const MappedPath& mapped, struct stat& st) { return mapped_stat(mapped, st, true); }
+int lstat_mapped(const MappedPath& mapped, struct stat& st) { return mapped_stat(mapped, st, false); }
 
 void set_mapped_error(int error, const MappedPath& mapped) {
     if (error == ENOENT && mapped.entry == MappedPath::Entry::absent)
