@@ -101,7 +101,7 @@ MSIHANDLE take_last_error_record() {
     return make_record(std::move(fields));
 }
 
-UINT copy_out(const std::wstring& text, LPWSTR buffer, LPDWORD size) {
+UINT copy_out(std::wstring_view text, LPWSTR buffer, LPDWORD size) {
     if (!size) return ERROR_INVALID_PARAMETER;
     const DWORD capacity = *size;
     const DWORD length = static_cast<DWORD>(text.size());

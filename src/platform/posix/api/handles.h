@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "../msidb/field.h"
@@ -58,6 +59,6 @@ MSIHANDLE take_last_error_record();
 // Copies `text` into a caller buffer with the installer's convention:
 // ERROR_MORE_DATA and the needed length (without the terminator) when it
 // does not fit, else the text, its terminator and its length.
-UINT copy_out(const std::wstring& text, LPWSTR buffer, LPDWORD size);
+UINT copy_out(std::wstring_view text, LPWSTR buffer, LPDWORD size);
 
 }  // namespace qv::winapi

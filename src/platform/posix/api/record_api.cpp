@@ -18,11 +18,16 @@ namespace {
 
 constexpr UINT kMaxFields = 65535;
 
-std::wstring field_text(const Field& f) {
+// The text of a field: a view of its string, or an integer written into
+// `digits`; empty for null.
+std::wstring_view field_text(const Field& f, wchar_t (&digits)[16]) {
     switch (f.kind) {
-    case CellKind::Integer: return std::to_wstring(f.integer);
+    case CellKind::Integer: {
+        const int length = std::swprintf(digits, 16, L"%d", static_cast<int>(f.integer));
+        return std::wstring_view(digits, length > 0 ? static_cast<size_t>(length) : 0);
+    }
     case CellKind::String: return f.text;
-    default: return std::wstring();
+    default: return std::wstring_view();
     }
 }
 
@@ -97,7 +102,8 @@ UINT MsiRecordGetStringW(MSIHANDLE hRecord, UINT iField, LPWSTR szValueBuf, LPDW
     if (!pcchValueBuf) return ERROR_INVALID_PARAMETER;
     const Field* f = r->field(iField);
     if (f && f->kind == CellKind::Stream) return ERROR_INVALID_DATATYPE;
-    return qv::winapi::copy_out(f ? field_text(*f) : std::wstring(), szValueBuf, pcchValueBuf);
+    wchar_t digits[16];
+    return qv::winapi::copy_out(f ? field_text(*f, digits) : std::wstring_view(), szValueBuf, pcchValueBuf);
 }
 
 UINT MsiRecordReadStream(MSIHANDLE hRecord, UINT iField, char* szDataBuf, LPDWORD pcbDataBuf) {
