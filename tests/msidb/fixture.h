@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <sstream>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -21,12 +22,22 @@ namespace msidb_test {
 
 using namespace qv::msidb;
 
+// A new folder under the test binary folder, removed when the program ends.
 inline std::string make_temp_dir(const std::string& tag) {
+    static struct Made {
+        std::vector<std::string> dirs;
+        ~Made() {
+            std::error_code ignored;
+            for (const std::string& dir : dirs) std::filesystem::remove_all(dir, ignored);
+        }
+    } made;
     std::string templ = std::string(QV_TEST_BINARY_DIR) + "/msidb_" + tag + "_XXXXXX";
     std::vector<char> buf(templ.begin(), templ.end());
     buf.push_back('\0');
     const char* dir = mkdtemp(buf.data());
-    return dir ? dir : "";
+    if (!dir) return "";
+    made.dirs.push_back(dir);
+    return dir;
 }
 
 inline void write_file(const std::string& path, const std::string& content) {
