@@ -106,6 +106,12 @@ done
 check "sequential: the reasons on stderr in order, exit 2" "[stderr] qvice: cannot open missing.msi: no such file
 qvice: cannot open text.msi: not a compound file
 [exit] 2" "$(run -j4 "${packages[@]}" | sed -n '/^\[stderr\]/,$p')"
+# Every process, forked or not, removes its scratch folder (extracted files,
+# cached entries) when it ends.
+mkdir -p scratch
+TMPDIR=$PWD/scratch "$qvice" -j2 "$sample" fx.msi good.msi > /dev/null 2>&1
+TMPDIR=$PWD/scratch "$qvice" "$sample" fx.msi > /dev/null 2>&1
+check "no scratch folder is left behind" "" "$(ls -A scratch)"
 "$qvice" -j2 --format json -o out.json "$sample" fx.msi > stdout.txt
 check "--output: the file has what stdout would" "$("$qvice" --format json "$sample" fx.msi)" "$(cat out.json; cat stdout.txt)"
 check "worst of 0 and 1 is 1" "[exit] 1" "$(run -j2 --checks QVBP01 good.msi fx.msi | tail -1)"

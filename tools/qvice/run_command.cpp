@@ -25,6 +25,7 @@
 #include "platform/posix/api/database_posix.h"
 #include "platform/posix/inspect/authenticode.h"
 #include "platform/posix/inspect/cabinet_cache.h"
+#include "platform/posix/kernel/paths.h"
 #include "platform/posix/runner.h"
 #include "progress.h"
 #include "reference.h"
@@ -333,6 +334,8 @@ int RunForked(const RunOptions& options, Output& output, Progress& progress, int
                 ::close(fds[0]);
                 Framed events(fds[1]);
                 const int code = RunPackage(options, options.packages[started], events);
+                // _exit skips the exit handlers, which would remove it.
+                qv::posix::remove_scratch_root_now();
                 ::_exit(code);
             }
             ::close(fds[1]);

@@ -391,6 +391,12 @@ const std::string& scratch_root() {
     return g_scratch_root;
 }
 
+void remove_scratch_root_now() {
+    remove_scratch_root();
+    std::lock_guard lock(g_listings_lock);
+    g_listings.clear();
+}
+
 const std::string& temp_folder() {
     std::call_once(g_scratch_once, make_scratch_root);
     return g_temp_folder;

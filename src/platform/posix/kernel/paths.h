@@ -34,5 +34,8 @@ std::string posix_path_from_windows(std::wstring_view windows_path);
 const std::string& scratch_root();
 // The temporary folder that GetTempPathW shows: <scratch_root>/Temp.
 const std::string& temp_folder();
+// Removes this process's scratch root now, with all it holds. For a process
+// that ends through _exit, which skips the removal at exit.
+void remove_scratch_root_now();
 
 }  // namespace qv::posix
