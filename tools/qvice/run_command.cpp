@@ -272,7 +272,10 @@ private:
         while (at < record.size()) {
             const ssize_t w = ::write(m_fd, record.data() + at, record.size() - at);
             if (w < 0 && errno == EINTR) continue;
-            if (w <= 0) ::_exit(2);  // the parent is gone
+            if (w <= 0) {  // the parent is gone
+                qv::posix::remove_scratch_root_now();
+                ::_exit(2);
+            }
             at += static_cast<size_t>(w);
         }
     }
