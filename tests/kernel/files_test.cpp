@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "fixture.h"
+#include "platform/posix/inspect/mapped_bytes.h"
 
 namespace {
 
@@ -369,6 +370,77 @@ TEST(TemporaryFolder, LookupsOfAnyCaseSeeEveryChangeAtOnce) {
     EXPECT_TRUE(exists(L"GONE.TMP"));
     CloseHandle(file);
     EXPECT_EQ(ERROR_OF(exists(L"gone.tmp")), ERROR_FILE_NOT_FOUND);
+}
+
+// Files deleted from the temporary folder lend their inode to the next file
+// created there; what a new file shows must not tell.
+TEST(TemporaryFolder, AReusedInodeIsANewEmptyFileAndOpenOrMappedFilesKeepTheirBytes) {
+    wchar_t buffer[MAX_PATH];
+    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    auto at = [&](const wchar_t* name) { return temp + name; };
+    auto inode = [&](const wchar_t* name) {
+        struct stat st {};
+        stat(qv::posix::posix_path_from_windows(at(name)).c_str(), &st);
+        return st.st_ino;
+    };
+    auto write_new = [&](const wchar_t* name, const std::string& bytes, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+        HANDLE file = CreateFileW(at(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, flags, nullptr);
+        EXPECT_NE(file, INVALID_HANDLE_VALUE);
+        DWORD written = 0;
+        if (!bytes.empty()) EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+        CloseHandle(file);
+    };
+
+    write_new(L"first.bin", "first content", FILE_ATTRIBUTE_HIDDEN);
+    FILETIME old_time{};
+    DosDateTimeToFileTime(0x2821, 0, &old_time);  // 2000-01-01
+    HANDLE stamp = CreateFileW(at(L"first.bin").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_TRUE(SetFileTime(stamp, nullptr, nullptr, &old_time));
+    CloseHandle(stamp);
+    const ino_t first = inode(L"first.bin");
+    ASSERT_TRUE(DeleteFileW(at(L"first.bin").c_str()));
+
+    write_new(L"second.bin", "");
+    EXPECT_EQ(inode(L"second.bin"), first);
+    EXPECT_EQ(GetFileAttributesW(at(L"second.bin").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+    HANDLE second = CreateFileW(at(L"second.bin").c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(second, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetFileSize(second, nullptr), 0u);
+    FILETIME created{};
+    ASSERT_TRUE(GetFileTime(second, nullptr, nullptr, &created));
+    auto ticks = [](const FILETIME& t) { return (static_cast<uint64_t>(t.dwHighDateTime) << 32) | t.dwLowDateTime; };
+    EXPECT_GT(ticks(created), ticks(old_time));
+
+    // Deleted while open: the handle still reads its own bytes after the
+    // next file is created and written.
+    CloseHandle(second);
+    write_new(L"open.bin", "kept while open");
+    HANDLE open = CreateFileW(at(L"open.bin").c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(open, INVALID_HANDLE_VALUE);
+    ASSERT_TRUE(DeleteFileW(at(L"open.bin").c_str()));
+    write_new(L"after.bin", "something else entirely");
+    EXPECT_EQ(read_all(open), "kept while open");
+    CloseHandle(open);
+
+    // Deleted while mapped outside the kernel: the mapping keeps its bytes.
+    write_new(L"mapped.bin", "mapped bytes");
+    {
+        const qv::posix::MappedFileBytes mapped(qv::posix::posix_path_from_windows(at(L"mapped.bin")));
+        ASSERT_EQ(mapped.status(), qv::posix::MappedFileBytes::Status::Mapped);
+        ASSERT_TRUE(DeleteFileW(at(L"mapped.bin").c_str()));
+        write_new(L"later.bin", "later bytes, longer than the mapped ones");
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(mapped.data()), mapped.size()), "mapped bytes");
+    }
+
+    // A reused inode never replaces an existing name.
+    EXPECT_TRUE(DeleteFileW(at(L"second.bin").c_str()));
+    EXPECT_EQ(open_error(at(L"AFTER.BIN"), GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);
+    HANDLE kept = CreateFileW(at(L"after.bin").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_EQ(read_all(kept), "something else entirely");
+    CloseHandle(kept);
+    for (const wchar_t* name : {L"after.bin", L"later.bin"}) EXPECT_TRUE(DeleteFileW(at(name).c_str()));
 }
 
 // A search for one plain name answers from the entry the name maps to.

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/posix/kernel/paths.h"
+
 namespace qv::posix {
 
 class MappedFileBytes {
@@ -40,14 +42,19 @@ public:
                 m_data = static_cast<const uint8_t*>(view);
                 m_size = static_cast<size_t>(st.st_size);
                 m_status = Status::Mapped;
+                m_dev = st.st_dev;
+                m_ino = st.st_ino;
+                pin_mapped_file(m_dev, m_ino);
             }
         }
         close(fd);
     }
     ~MappedFileBytes()
     {
-        if (m_data)
+        if (m_data) {
             munmap(const_cast<uint8_t*>(m_data), m_size);
+            unpin_mapped_file(m_dev, m_ino);
+        }
     }
     MappedFileBytes(const MappedFileBytes&) = delete;
     MappedFileBytes& operator=(const MappedFileBytes&) = delete;
@@ -60,6 +67,8 @@ private:
     const uint8_t* m_data = nullptr;
     size_t m_size = 0;
     Status m_status = Status::NotFound;
+    dev_t m_dev = 0;
+    ino_t m_ino = 0;
 };
 
 }  // namespace qv::posix

@@ -222,7 +222,8 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             set_mapped_error(ENOENT, mapped);
             return INVALID_HANDLE_VALUE;
         }
-        fd = open(path.c_str(), access_flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        fd = reuse_recycled(path, access_flags);
+        if (fd < 0) fd = open(path.c_str(), access_flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd < 0) {
             set_error_from_errno(errno, path);
             return INVALID_HANDLE_VALUE;
@@ -526,7 +527,7 @@ BOOL DeleteFileW(LPCWSTR lpFileName) {
         SetLastError(conflict);
         return FALSE;
     }
-    if (unlink(mapped.posix.c_str()) != 0) {
+    if (!recycle_deleted(mapped.posix, st) && unlink(mapped.posix.c_str()) != 0) {
         set_error_from_errno(errno, mapped.posix);
         return FALSE;
     }

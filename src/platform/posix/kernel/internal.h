@@ -72,6 +72,16 @@ void set_mapped_error(int error, const MappedPath& mapped);
 // private folders (see paths.cpp).
 void note_entry_added(const std::string& posix_path);
 void note_entry_removed(const std::string& posix_path);
+// Whether a path lies in this process's own scratch root.
+bool is_private_path(const std::string& posix_path);
+
+// Files deleted from the private scratch root keep their inode for the next
+// file created there (see recycle.cpp). A deleted file goes to the bin when
+// it can (true), and a new file comes from the bin when one is there: an
+// open descriptor of it, now at `posix_path`, or -1 when the caller must
+// create the file itself.
+bool recycle_deleted(const std::string& posix_path, const struct stat& st);
+int reuse_recycled(const std::string& posix_path, int access_flags);
 
 // Checks a Windows path given to a kernel function and maps it. A null path
 // fails with ERROR_INVALID_PARAMETER, an empty one with ERROR_PATH_NOT_FOUND,
@@ -126,6 +136,9 @@ DWORD sharing_conflict(FileKey key, DWORD access, DWORD share);
 DWORD deletion_conflict(FileKey key);
 // 0 when the file may be truncated now (not mapped), else the error.
 DWORD truncation_conflict(FileKey key);
+// Whether this process has the file open or mapped in any way (pinned
+// mappings included).
+bool file_in_use(FileKey key);
 
 // FILETIME <-> POSIX time.
 FILETIME filetime_from_timespec(const struct timespec& ts);

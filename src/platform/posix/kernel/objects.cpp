@@ -21,6 +21,7 @@ uintptr_t g_next_handle = 0x1000;
 std::mutex g_files_mutex;
 std::map<FileKey, DWORD> g_attributes;
 std::map<FileKey, std::vector<const FileUse*>> g_uses;
+std::map<FileKey, unsigned> g_pins;  // mappings made outside the kernel
 
 constexpr DWORD kKeptBits = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
                             FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_TEMPORARY;
@@ -151,6 +152,22 @@ struct timespec timespec_from_filetime(const FILETIME& ft) {
     }
     ts.tv_nsec = static_cast<long>(rest * 100);
     return ts;
+}
+
+bool file_in_use(FileKey key) {
+    std::lock_guard lock(g_files_mutex);
+    return g_uses.count(key) != 0 || g_pins.count(key) != 0;
+}
+
+void pin_mapped_file(dev_t dev, ino_t ino) {
+    std::lock_guard lock(g_files_mutex);
+    ++g_pins[FileKey{dev, ino}];
+}
+
+void unpin_mapped_file(dev_t dev, ino_t ino) {
+    std::lock_guard lock(g_files_mutex);
+    auto it = g_pins.find(FileKey{dev, ino});
+    if (it != g_pins.end() && --it->second == 0) g_pins.erase(it);
 }
 
 }  // namespace qv::posix

@@ -474,6 +474,8 @@ void set_mapped_error(int error, const MappedPath& mapped) {
         set_error_from_errno(error, mapped.posix);
 }
 
+bool is_private_path(const std::string& posix_path) { return is_private(parent_of(posix_path)); }
+
 void note_entry_added(const std::string& posix_path) { note_change(posix_path, true); }
 void note_entry_removed(const std::string& posix_path) { note_change(posix_path, false); }
 

@@ -8,6 +8,8 @@
 // does not exist on, the given spelling is kept.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
 
@@ -34,6 +36,11 @@ std::string posix_path_from_windows(std::wstring_view windows_path);
 const std::string& scratch_root();
 // The temporary folder that GetTempPathW shows: <scratch_root>/Temp.
 const std::string& temp_folder();
+// A read-only mapping of a whole file made outside the kernel's handles:
+// while one is pinned, deleting the file leaves its inode alone.
+void pin_mapped_file(dev_t dev, ino_t ino);
+void unpin_mapped_file(dev_t dev, ino_t ino);
+
 // Removes this process's scratch root now, with all it holds. For a process
 // that ends through _exit, which skips the removal at exit.
 void remove_scratch_root_now();
