@@ -235,26 +235,31 @@ bool IsFamily(const std::wstring& item)
     return item == L"bp" || item == L"ice" || item == L"vice" || item == L"uwp";
 }
 
-// Every action of _ICESequence by Sequence, conditions aside.
-std::vector<std::wstring> AllActions(MSIHANDLE database)
+// The first column of every row of a query, as text (names of up to 79
+// characters); none when the query cannot run.
+std::vector<std::wstring> FirstColumn(MSIHANDLE database, const wchar_t* query)
 {
-    std::vector<std::wstring> names;
+    std::vector<std::wstring> values;
     MSIHANDLE view = 0;
-    if (MsiDatabaseOpenViewW(database, L"SELECT `Action` FROM `_ICESequence` ORDER BY `Sequence`", &view) ==
-            ERROR_SUCCESS &&
-        MsiViewExecute(view, 0) == ERROR_SUCCESS) {
+    if (MsiDatabaseOpenViewW(database, query, &view) == ERROR_SUCCESS && MsiViewExecute(view, 0) == ERROR_SUCCESS) {
         MSIHANDLE record = 0;
         while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
-            wchar_t action[80] = {0};
+            wchar_t value[80] = {0};
             DWORD size = 80;
-            MsiRecordGetStringW(record, 1, action, &size);
-            names.emplace_back(action);
+            MsiRecordGetStringW(record, 1, value, &size);
+            values.emplace_back(value);
             MsiCloseHandle(record);
         }
     }
     if (view)
         MsiCloseHandle(view);
-    return names;
+    return values;
+}
+
+// Every action of _ICESequence by Sequence, conditions aside.
+std::vector<std::wstring> AllActions(MSIHANDLE database)
+{
+    return FirstColumn(database, L"SELECT `Action` FROM `_ICESequence` ORDER BY `Sequence`");
 }
 
 // The --checks list against the merged database: the names to run in order
@@ -339,22 +344,7 @@ std::wstring ColumnsOf(MSIHANDLE database, const std::wstring& table)
 // The persistent tables of a database, by name.
 std::vector<std::wstring> TablesOf(MSIHANDLE database)
 {
-    std::vector<std::wstring> tables;
-    MSIHANDLE view = 0;
-    if (MsiDatabaseOpenViewW(database, L"SELECT `Name` FROM `_Tables`", &view) == ERROR_SUCCESS &&
-        MsiViewExecute(view, 0) == ERROR_SUCCESS) {
-        MSIHANDLE record = 0;
-        while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
-            wchar_t name[80] = {0};
-            DWORD size = 80;
-            MsiRecordGetStringW(record, 1, name, &size);
-            MsiCloseHandle(record);
-            tables.emplace_back(name);
-        }
-    }
-    if (view)
-        MsiCloseHandle(view);
-    return tables;
+    return FirstColumn(database, L"SELECT `Name` FROM `_Tables`");
 }
 
 // Tables of the cub that the package has with other columns: the merge

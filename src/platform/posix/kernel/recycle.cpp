@@ -45,7 +45,7 @@ bool recycle_deleted(const std::string& posix_path, const struct stat& st) {
         return false;
     std::lock_guard lock(g_bin_lock);
     if (!g_recycling || g_bin.size() >= kBinCapacity) return false;
-    if (g_bin.empty() && g_bin_counter == 0 && mkdir(bin_folder().c_str(), 0700) != 0 && errno != EEXIST) {
+    if (g_bin_counter == 0 && mkdir(bin_folder().c_str(), 0700) != 0 && errno != EEXIST) {  // first use
         g_recycling = false;
         return false;
     }
