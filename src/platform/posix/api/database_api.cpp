@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "../kernel/paths.h"
 #include "../msisql/query.h"
 #include "../winapi/msi.h"
 #include "database_posix.h"
@@ -29,7 +30,7 @@ UINT fail(const qv::msisql::Error& error) {
 
 MSIHANDLE open_model(const std::string& posix_path, const std::wstring& name, std::string& reason) {
     qv::msidb::OpenError error;
-    std::unique_ptr<qv::msidb::Database> db = qv::msidb::open_database(posix_path, error);
+    std::unique_ptr<qv::msidb::Database> db = qv::posix::ReadDatabaseFile(posix_path, error);
     if (!db) {
         reason = error.reason;
         return 0;
@@ -43,6 +44,14 @@ MSIHANDLE open_model(const std::string& posix_path, const std::wstring& name, st
 }  // namespace
 
 namespace qv::posix {
+
+std::unique_ptr<qv::msidb::Database> ReadDatabaseFile(const std::string& posix_path, qv::msidb::OpenError& error) {
+    auto bytes = memory_file_bytes(posix_path);
+    if (!bytes) return qv::msidb::open_database(posix_path, error);
+    auto db = qv::msidb::open_database_bytes(std::move(bytes), error);
+    if (db) db->file_path = posix_path;
+    return db;
+}
 
 MSIHANDLE OpenDatabase(const std::string& posix_path, std::string& reason) {
     return open_model(posix_path, qv::winapi::widen(posix_path), reason);

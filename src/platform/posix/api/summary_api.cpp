@@ -2,6 +2,7 @@
 #include <map>
 
 #include "../winapi/msi.h"
+#include "database_posix.h"
 #include "handles.h"
 #include "wide.h"
 
@@ -32,7 +33,7 @@ UINT MsiGetSummaryInformationW(MSIHANDLE hDatabase, LPCWSTR szDatabasePath, UINT
     } else {
         if (!szDatabasePath) return ERROR_INVALID_PARAMETER;
         qv::msidb::OpenError error;
-        auto db = qv::msidb::open_database(qv::winapi::posix_path_of(szDatabasePath), error);
+        auto db = qv::posix::ReadDatabaseFile(qv::winapi::posix_path_of(szDatabasePath), error);
         if (!db) {
             qv::winapi::set_last_error_record(2203, {szDatabasePath, qv::winapi::widen(error.reason)});
             return ERROR_INSTALL_PACKAGE_INVALID;

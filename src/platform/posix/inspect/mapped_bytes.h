@@ -1,5 +1,6 @@
 // A whole file mapped read-only, for the readers that look at a delivered
-// file's bytes on the POSIX side (signatures, .NET metadata, resources).
+// file's bytes on the POSIX side (signatures, .NET metadata, resources). A
+// file the kernel keeps in memory is read there, as it is at the time.
 #pragma once
 
 #include <fcntl.h>
@@ -22,6 +23,14 @@ public:
 
     explicit MappedFileBytes(const std::string& path)
     {
+        if ((m_memory = memory_file_bytes(path))) {
+            m_status = m_memory->empty() ? Status::Empty : Status::Mapped;
+            if (!m_memory->empty()) {
+                m_data = m_memory->data();
+                m_size = m_memory->size();
+            }
+            return;
+        }
         const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
             m_status = errno == EACCES ? Status::Denied : Status::NotFound;
@@ -51,7 +60,7 @@ public:
     }
     ~MappedFileBytes()
     {
-        if (m_data) {
+        if (m_data && !m_memory) {
             munmap(const_cast<uint8_t*>(m_data), m_size);
             unpin_mapped_file(m_dev, m_ino);
         }
@@ -64,6 +73,7 @@ public:
     size_t size() const noexcept { return m_size; }
 
 private:
+    std::shared_ptr<const std::vector<uint8_t>> m_memory;  // a file in memory
     const uint8_t* m_data = nullptr;
     size_t m_size = 0;
     Status m_status = Status::NotFound;

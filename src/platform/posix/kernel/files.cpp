@@ -62,7 +62,13 @@ void flush_all_pending() {
 
 FileObject::~FileObject() {
     flush_pending();
-    if (delete_on_close) {
+    if (delete_on_close && memory) {
+        // Only while the path still names this file.
+        if (find_memory_file(path) == memory && remove_memory_file(path)) {
+            note_entry_removed(path);
+            forget_attributes(memory->stat());
+        }
+    } else if (delete_on_close) {
         struct stat st;
         if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
             struct stat named;
@@ -94,6 +100,10 @@ DWORD new_file_attributes(DWORD flags) {
 }
 
 void set_read_only(const std::string& path, const struct stat& st, bool on) {
+    if (is_memory(st)) {
+        if (auto file = find_memory_file(path)) file->set_read_only(on);
+        return;
+    }
     mode_t mode = st.st_mode & 07777;
     mode = on ? mode & ~(S_IWUSR | S_IWGRP | S_IWOTH) : mode | S_IWUSR;
     if (mode != (st.st_mode & 07777)) chmod(path.c_str(), mode);
@@ -115,39 +125,118 @@ bool copy_contents(int from, int to) {
     }
 }
 
+// Copies the bytes of a file on disk into a file in memory.
+bool copy_into_memory(int from, MemoryFile& to) {
+    char buffer[65536];
+    uint64_t offset = 0;
+    for (;;) {
+        ssize_t got = read(from, buffer, sizeof(buffer));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) return true;
+        to.write(offset, buffer, static_cast<size_t>(got));
+        offset += static_cast<uint64_t>(got);
+    }
+}
+
 // Copies a regular file with its times and attributes; the caller has done
-// the Windows checks. Sets the last error on failure.
+// the Windows checks. Either file may be in memory; the copy is made in
+// memory when the target is there already, or is new in the memory area.
+// Sets the last error on failure.
 bool copy_file(const std::string& from, const struct stat& from_st, const std::string& to) {
-    int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
-    if (in < 0) {
+    std::shared_ptr<const std::vector<uint8_t>> source;
+    int in = -1;
+    if (is_memory(from_st)) {
+        auto file = find_memory_file(from);
+        if (!file) {
+            SetLastError(ERROR_FILE_NOT_FOUND);
+            return false;
+        }
+        source = file->snapshot();
+    } else if ((in = open(from.c_str(), O_RDONLY | O_CLOEXEC)) < 0) {
         set_error_from_errno(errno, from);
         return false;
     }
     struct stat old_target;
-    if (stat(to.c_str(), &old_target) == 0) forget_attributes(old_target);
-    int out = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (out < 0) {
-        set_error_from_errno(errno, to);
-        close(in);
-        return false;
+    const bool replacing = memory_stat(to, old_target) || stat(to.c_str(), &old_target) == 0;
+    if (replacing) forget_attributes(old_target);
+    std::shared_ptr<MemoryFile> target = find_memory_file(to);
+    if (!target && !replacing && in_memory_area(to)) target = create_memory_file(to);
+    bool ok = true;
+    int error = 0;
+    if (target) {
+        note_entry_added(to);
+        target->resize(0);
+        if (source) target->write(0, source->data(), source->size());
+        else ok = copy_into_memory(in, *target);
+        error = errno;
+        if (ok) {
+            target->set_times(&from_st.st_atim, &from_st.st_mtim);
+            remember_attributes(target->stat(), attributes_of(from_st) | FILE_ATTRIBUTE_ARCHIVE);
+            if (read_only(from_st)) target->set_read_only(true);
+        }
+    } else {
+        int out = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (out < 0) {
+            set_error_from_errno(errno, to);
+            if (in >= 0) close(in);
+            return false;
+        }
+        note_entry_added(to);
+        size_t done = 0;
+        ok = source ? write_all(out, reinterpret_cast<const char*>(source->data()), source->size(), done)
+                    : copy_contents(in, out);
+        error = errno;
+        if (ok) {
+            struct timespec times[2] = {from_st.st_atim, from_st.st_mtim};
+            futimens(out, times);
+            struct stat st;
+            if (fstat(out, &st) == 0) remember_attributes(st, attributes_of(from_st) | FILE_ATTRIBUTE_ARCHIVE);
+            if (read_only(from_st)) fchmod(out, st.st_mode & 07777 & ~(S_IWUSR | S_IWGRP | S_IWOTH));
+        }
+        close(out);
     }
-    note_entry_added(to);
-    bool ok = copy_contents(in, out);
-    int error = errno;
-    if (ok) {
-        struct timespec times[2] = {from_st.st_atim, from_st.st_mtim};
-        futimens(out, times);
-        struct stat st;
-        if (fstat(out, &st) == 0) remember_attributes(st, attributes_of(from_st) | FILE_ATTRIBUTE_ARCHIVE);
-        if (read_only(from_st)) fchmod(out, st.st_mode & 07777 & ~(S_IWUSR | S_IWGRP | S_IWOTH));
-    }
-    close(in);
-    close(out);
+    if (in >= 0) close(in);
     if (!ok) {
         SetLastError(win32_from_errno(error));
-        if (unlink(to.c_str()) == 0) note_entry_removed(to);
+        if (target ? remove_memory_file(to) : unlink(to.c_str()) == 0) note_entry_removed(to);
     }
     return ok;
+}
+
+// MoveFileExW of a file in memory, the checks done: within the memory area
+// it only changes its path, out of it the file goes to disk. `replaced` is
+// the file on disk that the move replaces, if any.
+BOOL move_memory_file(const std::string& from, const struct stat& from_st, const std::string& to,
+                      const struct stat* replaced) {
+    if (to == from) return TRUE;
+    auto file = find_memory_file(from);
+    if (!file) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return FALSE;
+    }
+    if (!in_memory_area(to, false)) {
+        if (!copy_file(from, from_st, to)) return FALSE;
+    } else {
+        if (replaced) {
+            if (unlink(to.c_str()) != 0) {
+                set_error_from_errno(errno, to);
+                return FALSE;
+            }
+            note_entry_removed(to);
+            forget_attributes(*replaced);
+        }
+        if (!link_memory_file(to, file)) {
+            SetLastError(ERROR_ALREADY_EXISTS);
+            return FALSE;
+        }
+    }
+    // The same file under another case has just been linked under its new
+    // spelling: only the old one goes.
+    if (remove_memory_file(from)) note_entry_removed(from);
+    note_entry_added(to);
+    if (!in_memory_area(to, false)) forget_attributes(from_st);
+    return TRUE;
 }
 
 }  // namespace
@@ -178,6 +267,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
         return INVALID_HANDLE_VALUE;
     }
     int fd = -1;
+    std::shared_ptr<MemoryFile> memory;
     DWORD success_error = ERROR_SUCCESS;
     if (exists) {
         if (dwCreationDisposition == CREATE_NEW) {
@@ -204,13 +294,24 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
                 return INVALID_HANDLE_VALUE;
             }
         }
-        fd = open(path.c_str(), access_flags | O_CLOEXEC | (truncates ? O_TRUNC : 0));
-        if (fd < 0 && errno == EACCES && !wants_read && !wants_write) fd = open(path.c_str(), O_PATH | O_CLOEXEC);
-        if (fd < 0) {
-            set_error_from_errno(errno, path);
-            return INVALID_HANDLE_VALUE;
+        if (is_memory(st)) {
+            memory = find_memory_file(path);
+            if (!memory) {
+                SetLastError(ERROR_FILE_NOT_FOUND);
+                return INVALID_HANDLE_VALUE;
+            }
+            if (truncates) memory->resize(0);
+            st = memory->stat();
+        } else {
+            fd = open(path.c_str(), access_flags | O_CLOEXEC | (truncates ? O_TRUNC : 0));
+            if (fd < 0 && errno == EACCES && !wants_read && !wants_write)
+                fd = open(path.c_str(), O_PATH | O_CLOEXEC);
+            if (fd < 0) {
+                set_error_from_errno(errno, path);
+                return INVALID_HANDLE_VALUE;
+            }
+            fstat(fd, &st);
         }
-        fstat(fd, &st);
         if (dwCreationDisposition == CREATE_ALWAYS) {
             remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
             if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
@@ -222,24 +323,34 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             set_mapped_error(ENOENT, mapped);
             return INVALID_HANDLE_VALUE;
         }
-        fd = reuse_recycled(path, access_flags);
-        if (fd < 0) fd = open(path.c_str(), access_flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0) {
-            set_error_from_errno(errno, path);
-            return INVALID_HANDLE_VALUE;
+        if (in_memory_area(path)) {
+            memory = create_memory_file(path);
+            if (!memory) {
+                SetLastError(ERROR_FILE_EXISTS);
+                return INVALID_HANDLE_VALUE;
+            }
+            st = memory->stat();
+        } else {
+            fd = reuse_recycled(path, access_flags);
+            if (fd < 0) fd = open(path.c_str(), access_flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            if (fd < 0) {
+                set_error_from_errno(errno, path);
+                return INVALID_HANDLE_VALUE;
+            }
+            fstat(fd, &st);
         }
         note_entry_added(path);
-        fstat(fd, &st);
         remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
         // The creating handle may still write; the bit guards later opens.
         if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
     }
     auto file = std::make_shared<FileObject>();
     file->fd = fd;
+    file->memory = std::move(memory);
     file->path = path;
     file->access = dwDesiredAccess;
     file->delete_on_close = (dwFlagsAndAttributes & FILE_FLAG_DELETE_ON_CLOSE) != 0;
-    file->gathers_writes = wants_write && !wants_read && dwShareMode == 0 && !S_ISDIR(st.st_mode);
+    file->gathers_writes = wants_write && !wants_read && dwShareMode == 0 && !S_ISDIR(st.st_mode) && !file->memory;
     file->use = std::make_unique<FileUse>(key_of(st), dwDesiredAccess, dwShareMode, false);
     HANDLE handle = register_object(std::move(file));
     SetLastError(success_error);
@@ -261,7 +372,11 @@ BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead, LPDWORD
     }
     DWORD done = 0;
     auto* bytes = static_cast<char*>(lpBuffer);
-    while (done < nNumberOfBytesToRead) {
+    if (file->memory) {
+        done = static_cast<DWORD>(file->memory->read(file->position, bytes, nNumberOfBytesToRead));
+        file->position += done;
+    }
+    while (!file->memory && done < nNumberOfBytesToRead) {
         ssize_t got = read(file->fd, bytes + done, nNumberOfBytesToRead - done);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
@@ -290,6 +405,12 @@ BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite, LPDW
         return FALSE;
     }
     const auto* bytes = static_cast<const char*>(lpBuffer);
+    if (file->memory) {
+        file->memory->write(file->position, bytes, nNumberOfBytesToWrite);
+        file->position += nNumberOfBytesToWrite;
+        if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = nNumberOfBytesToWrite;
+        return TRUE;
+    }
     constexpr size_t kSmallWrite = 4096;
     constexpr size_t kGathered = 1 << 16;
     if (file->gathers_writes && nNumberOfBytesToWrite < kSmallWrite) {
@@ -344,7 +465,10 @@ BOOL SetFilePointerEx(HANDLE hFile, LARGE_INTEGER liDistanceToMove, PLARGE_INTEG
         return FALSE;
     }
     off_t base = 0;
-    if (dwMoveMethod == FILE_CURRENT) {
+    if (file->memory) {
+        if (dwMoveMethod == FILE_CURRENT) base = static_cast<off_t>(file->position);
+        if (dwMoveMethod == FILE_END) base = static_cast<off_t>(file->memory->size());
+    } else if (dwMoveMethod == FILE_CURRENT) {
         base = lseek(file->fd, 0, SEEK_CUR);
     } else if (dwMoveMethod == FILE_END) {
         struct stat st;
@@ -359,7 +483,9 @@ BOOL SetFilePointerEx(HANDLE hFile, LARGE_INTEGER liDistanceToMove, PLARGE_INTEG
         SetLastError(ERROR_NEGATIVE_SEEK);
         return FALSE;
     }
-    if (lseek(file->fd, static_cast<off_t>(target), SEEK_SET) < 0) {
+    if (file->memory) {
+        file->position = static_cast<uint64_t>(target);
+    } else if (lseek(file->fd, static_cast<off_t>(target), SEEK_SET) < 0) {
         SetLastError(win32_from_errno(errno));
         return FALSE;
     }
@@ -389,6 +515,10 @@ BOOL SetEndOfFile(HANDLE hFile) {
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
+    if (file->memory) {
+        file->memory->resize(file->position);
+        return TRUE;
+    }
     off_t here = lseek(file->fd, 0, SEEK_CUR);
     if (here < 0 || ftruncate(file->fd, here) != 0) {
         SetLastError(win32_from_errno(errno));
@@ -404,7 +534,7 @@ BOOL FlushFileBuffers(HANDLE hFile) {
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
-    fsync(file->fd);
+    if (file->fd >= 0) fsync(file->fd);
     return TRUE;
 }
 
@@ -412,6 +542,10 @@ BOOL GetFileSizeEx(HANDLE hFile, PLARGE_INTEGER lpFileSize) {
     auto file = flushed_file(hFile);
     if (!file) return FALSE;
     struct stat st;
+    if (lpFileSize && file->memory) {
+        lpFileSize->QuadPart = static_cast<LONGLONG>(file->memory->size());
+        return TRUE;
+    }
     if (!lpFileSize || fstat(file->fd, &st) != 0) {
         SetLastError(lpFileSize ? win32_from_errno(errno) : ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -433,7 +567,9 @@ BOOL GetFileTime(HANDLE hFile, LPFILETIME lpCreationTime, LPFILETIME lpLastAcces
     auto file = flushed_file(hFile);
     if (!file) return FALSE;
     struct stat st;
-    if (fstat(file->fd, &st) != 0) {
+    if (file->memory) {
+        st = file->memory->stat();
+    } else if (fstat(file->fd, &st) != 0) {
         SetLastError(win32_from_errno(errno));
         return FALSE;
     }
@@ -460,6 +596,11 @@ BOOL SetFileTime(HANDLE hFile, const FILETIME* lpCreationTime, const FILETIME* l
         return ts;
     };
     struct timespec times[2] = {pick(lpLastAccessTime), pick(lpLastWriteTime)};
+    if (file->memory) {
+        file->memory->set_times(times[0].tv_nsec == UTIME_OMIT ? nullptr : &times[0],
+                                times[1].tv_nsec == UTIME_OMIT ? nullptr : &times[1]);
+        return TRUE;
+    }
     if (futimens(file->fd, times) != 0) {
         SetLastError(win32_from_errno(errno));
         return FALSE;
@@ -527,7 +668,11 @@ BOOL DeleteFileW(LPCWSTR lpFileName) {
         SetLastError(conflict);
         return FALSE;
     }
-    if (!recycle_deleted(mapped.posix, st) && unlink(mapped.posix.c_str()) != 0) {
+    if (is_memory(st) && !remove_memory_file(mapped.posix)) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return FALSE;
+    }
+    if (!is_memory(st) && !recycle_deleted(mapped.posix, st) && unlink(mapped.posix.c_str()) != 0) {
         set_error_from_errno(errno, mapped.posix);
         return FALSE;
     }
@@ -583,6 +728,12 @@ BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlag
         set_error_from_errno(errno, to.posix);
         return FALSE;
     }
+    if (replacing && is_memory(to_st)) {  // a file on disk over one in memory
+        if (remove_memory_file(to.posix)) note_entry_removed(to.posix);
+        forget_attributes(to_st);
+        replacing = false;
+    }
+    if (is_memory(from_st)) return move_memory_file(from.posix, from_st, to.posix, replacing ? &to_st : nullptr);
     if (rename(from.posix.c_str(), to.posix.c_str()) != 0) {
         if (errno != EXDEV) {
             set_error_from_errno(errno, errno == ENOENT ? to.posix : from.posix);
@@ -646,10 +797,18 @@ BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfEx
 BOOL CreateDirectoryW(LPCWSTR lpPathName, LPSECURITY_ATTRIBUTES lpSecurityAttributes) {
     MappedPath mapped = map_path(lpPathName);
     if (!mapped.ok) return FALSE;
+    if (find_memory_file(mapped.posix)) {
+        SetLastError(ERROR_ALREADY_EXISTS);
+        return FALSE;
+    }
     if (mkdir(mapped.posix.c_str(), 0777) != 0) {
         SetLastError(errno == ENOENT ? ERROR_PATH_NOT_FOUND : win32_from_errno(errno));
         return FALSE;
     }
+    // The new folder may have the inode of a file removed behind the
+    // kernel's back: it keeps none of that file's attributes.
+    struct stat st;
+    if (lstat(mapped.posix.c_str(), &st) == 0) forget_attributes(st);
     note_entry_added(mapped.posix);
     return TRUE;
 }
@@ -664,6 +823,10 @@ BOOL RemoveDirectoryW(LPCWSTR lpPathName) {
     }
     if (!S_ISDIR(st.st_mode)) {
         SetLastError(ERROR_DIRECTORY);
+        return FALSE;
+    }
+    if (folder_has_memory_files(mapped.posix)) {
+        SetLastError(win32_from_errno(ENOTEMPTY));
         return FALSE;
     }
     if (rmdir(mapped.posix.c_str()) != 0) {

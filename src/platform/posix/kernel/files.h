@@ -6,11 +6,14 @@
 #include <vector>
 
 #include "platform/posix/kernel/internal.h"
+#include "platform/posix/kernel/memory.h"
 
 namespace qv::posix {
 
 struct FileObject : KernelObject {
-    int fd = -1;
+    int fd = -1;  // -1 for a file in memory
+    std::shared_ptr<MemoryFile> memory;
+    uint64_t position = 0;  // the file pointer of a file in memory
     std::string path;
     DWORD access = 0;
     bool delete_on_close = false;

@@ -11,6 +11,7 @@
 
 #include "platform/posix/kernel/files.h"
 #include "platform/posix/kernel/internal.h"
+#include "platform/posix/kernel/memory.h"
 #include "platform/posix/kernel/paths.h"
 
 using namespace qv::posix;
@@ -88,7 +89,7 @@ bool fill(const std::string& folder, const std::string& name, const std::wstring
         st = *known;
     } else {
         std::string full = folder == "/" ? "/" + name : folder + "/" + name;
-        if (stat(full.c_str(), &st) != 0 && lstat(full.c_str(), &st) != 0) return false;
+        if (!memory_stat(full, st) && stat(full.c_str(), &st) != 0 && lstat(full.c_str(), &st) != 0) return false;
     }
     data = WIN32_FIND_DATAW{};
     data.dwFileAttributes = attributes_of(st);
@@ -192,15 +193,17 @@ HANDLE FindFirstFileW(LPCWSTR lpFileName, LPWIN32_FIND_DATAW lpFindFileData) {
             names.push_back({L"..", "..", L".."});
         }
         size_t dots = names.size();
+        std::vector<std::string> found;
         if (DIR* dir = opendir(folder.c_str())) {
-            while (dirent* entry = readdir(dir)) {
-                std::string name = entry->d_name;
-                if (name == "." || name == "..") continue;
-                std::wstring wide = from_utf8(name);
-                if (!Matcher(expression, wide).matches()) continue;
-                names.push_back({wide, name, folded(wide)});
-            }
+            while (dirent* entry = readdir(dir)) found.emplace_back(entry->d_name);
             closedir(dir);
+        }
+        add_memory_names(folder, found);
+        for (std::string& name : found) {
+            if (name == "." || name == "..") continue;
+            std::wstring wide = from_utf8(name);
+            if (!Matcher(expression, wide).matches()) continue;
+            names.push_back({wide, std::move(name), folded(wide)});
         }
         std::sort(names.begin() + static_cast<std::ptrdiff_t>(dots), names.end(), [](const Entry& a, const Entry& b) {
             return a.key != b.key ? a.key < b.key : a.wide < b.wide;

@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <map>
 #include <mutex>
 
@@ -21,6 +23,7 @@ constexpr uint64_t kAllocationGranularity = 65536;
 // (no deletion, no truncation) until the last view is gone.
 struct MappedFileState {
     int fd = -1;
+    std::shared_ptr<MemoryFile> memory;  // a file in memory instead of fd
     std::unique_ptr<FileUse> use;
     ~MappedFileState() {
         if (fd >= 0) close(fd);
@@ -33,13 +36,50 @@ struct MappingObject : KernelObject {
     DWORD protection = 0;
 };
 
+// A view of a file in memory reads the file's bytes in place (`bytes`
+// keeps them); a writable or copied view is a private copy, and a writable
+// one is written back to the file when it goes.
 struct View {
-    size_t length;
+    size_t length = 0;
     std::shared_ptr<MappedFileState> state;
+    std::shared_ptr<const std::vector<uint8_t>> bytes;
+    bool write_back = false;
+    uint64_t offset = 0;
 };
 
 std::mutex g_views_mutex;
-std::map<uintptr_t, View> g_views;
+// Two read views of one file in memory at one offset share their address.
+std::multimap<uintptr_t, View> g_views;
+
+// A view of a file in memory.
+LPVOID memory_view(const std::shared_ptr<MappedFileState>& state, uint64_t offset, size_t length, bool write,
+                   bool copy) {
+    View view;
+    view.length = length;
+    view.state = state;
+    view.offset = offset;
+    auto bytes = state->memory->snapshot();
+    const bool whole = offset + length <= bytes->size();
+    void* address = nullptr;
+    if (!write && !copy && whole) {
+        address = const_cast<uint8_t*>(bytes->data() + offset);
+        view.bytes = std::move(bytes);
+    } else {
+        // Past the end (a mapping that made the file longer) reads as zeros.
+        address = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (address == MAP_FAILED) {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return nullptr;
+        }
+        if (offset < bytes->size())
+            std::memcpy(address, bytes->data() + offset,
+                        static_cast<size_t>(std::min<uint64_t>(length, bytes->size() - offset)));
+        view.write_back = write;
+    }
+    std::lock_guard lock(g_views_mutex);
+    g_views.emplace(reinterpret_cast<uintptr_t>(address), std::move(view));
+    return address;
+}
 
 }  // namespace
 
@@ -62,7 +102,9 @@ HANDLE CreateFileMappingW(HANDLE hFile, LPSECURITY_ATTRIBUTES lpFileMappingAttri
         return nullptr;
     }
     struct stat st;
-    if (fstat(file->fd, &st) != 0) {
+    if (file->memory) {
+        st = file->memory->stat();
+    } else if (fstat(file->fd, &st) != 0) {
         SetLastError(win32_from_errno(errno));
         return nullptr;
     }
@@ -83,14 +125,16 @@ HANDLE CreateFileMappingW(HANDLE hFile, LPSECURITY_ATTRIBUTES lpFileMappingAttri
             SetLastError(ERROR_NOT_ENOUGH_MEMORY);
             return nullptr;
         }
-        if (ftruncate(file->fd, static_cast<off_t>(size)) != 0) {
+        if (file->memory) {
+            file->memory->resize(size);
+        } else if (ftruncate(file->fd, static_cast<off_t>(size)) != 0) {
             SetLastError(win32_from_errno(errno));
             return nullptr;
         }
     }
     auto state = std::make_shared<MappedFileState>();
-    state->fd = dup(file->fd);
-    if (state->fd < 0) {
+    state->memory = file->memory;
+    if (!state->memory && (state->fd = dup(file->fd)) < 0) {
         SetLastError(win32_from_errno(errno));
         return nullptr;
     }
@@ -125,6 +169,7 @@ LPVOID MapViewOfFile(HANDLE hFileMappingObject, DWORD dwDesiredAccess, DWORD dwF
     }
     size_t length = dwNumberOfBytesToMap ? dwNumberOfBytesToMap : static_cast<size_t>(mapping->size - offset);
     int protection = PROT_READ | (write || copy ? PROT_WRITE : 0);
+    if (mapping->state->memory) return memory_view(mapping->state, offset, length, write, copy);
     void* view = mmap(nullptr, length, protection, copy ? MAP_PRIVATE : MAP_SHARED, mapping->state->fd,
                       static_cast<off_t>(offset));
     if (view == MAP_FAILED) {
@@ -132,21 +177,37 @@ LPVOID MapViewOfFile(HANDLE hFileMappingObject, DWORD dwDesiredAccess, DWORD dwF
         return nullptr;
     }
     std::lock_guard lock(g_views_mutex);
-    g_views[reinterpret_cast<uintptr_t>(view)] = View{length, mapping->state};
+    View& added = g_views.emplace(reinterpret_cast<uintptr_t>(view), View())->second;
+    added.length = length;
+    added.state = mapping->state;
     return view;
 }
 
 BOOL UnmapViewOfFile(LPCVOID lpBaseAddress) {
-    std::shared_ptr<MappedFileState> released;  // dropped after the lock
-    std::lock_guard lock(g_views_mutex);
-    auto address = reinterpret_cast<uintptr_t>(lpBaseAddress);
-    auto it = g_views.upper_bound(address);
-    if (it == g_views.begin() || (--it, address >= it->first + it->second.length)) {
-        SetLastError(ERROR_INVALID_ADDRESS);
-        return FALSE;
+    View released;  // its state dropped after the lock
+    uintptr_t start = 0;
+    {
+        std::lock_guard lock(g_views_mutex);
+        auto address = reinterpret_cast<uintptr_t>(lpBaseAddress);
+        // The view that starts last at or before the address and holds it.
+        auto it = g_views.end();
+        for (auto at = g_views.upper_bound(address); at != g_views.begin();) {
+            --at;
+            if (address < at->first + at->second.length) {
+                it = at;
+                break;
+            }
+        }
+        if (it == g_views.end()) {
+            SetLastError(ERROR_INVALID_ADDRESS);
+            return FALSE;
+        }
+        start = it->first;
+        released = std::move(it->second);
+        g_views.erase(it);
     }
-    munmap(reinterpret_cast<void*>(it->first), it->second.length);
-    released = std::move(it->second.state);
-    g_views.erase(it);
+    if (released.write_back)
+        released.state->memory->write(released.offset, reinterpret_cast<const void*>(start), released.length);
+    if (!released.bytes) munmap(reinterpret_cast<void*>(start), released.length);
     return TRUE;
 }

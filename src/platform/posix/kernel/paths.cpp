@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/posix/kernel/internal.h"
+#include "platform/posix/kernel/memory.h"
 
 namespace qv::posix {
 
@@ -123,6 +124,7 @@ bool read_folder(const std::string& folder, std::vector<std::string>& names) {
         if (candidate != "." && candidate != "..") names.emplace_back(candidate);
     }
     closedir(dir);
+    if (is_private(folder)) add_memory_names(folder, names);
     return true;
 }
 
@@ -146,7 +148,8 @@ bool find_entry(const std::string& folder, const std::string& name, std::string&
                 const struct stat* folder_st = nullptr) {
     if (!folder_st) {
         struct stat st;
-        if (lstat(join(folder, name).c_str(), &st) == 0) {
+        const std::string path = join(folder, name);
+        if (memory_stat(path, st) || lstat(path.c_str(), &st) == 0) {
             found = name;
             return true;
         }
@@ -346,7 +349,7 @@ void map_windows(std::wstring_view path, MappedPath& mapped) {
     // exists as spelled too. Nor do the folders of a new file's path.
     std::string exact = root;
     for (const std::string& part : parts) exact = join(exact, part);
-    if (lstat(exact.c_str(), &mapped.st) == 0) {
+    if (memory_stat(exact, mapped.st) || lstat(exact.c_str(), &mapped.st) == 0) {
         mapped.entry = MappedPath::Entry::present;
         mapped.posix = std::move(exact);
         return;
@@ -393,6 +396,7 @@ const std::string& scratch_root() {
 
 void remove_scratch_root_now() {
     remove_scratch_root();
+    clear_memory_files();
     std::lock_guard lock(g_listings_lock);
     g_listings.clear();
 }
@@ -459,6 +463,7 @@ int mapped_stat(const MappedPath& mapped, struct stat& st, bool follow) {
         errno = ENOENT;
         return -1;
     }
+    if (memory_stat(mapped.posix, st)) return 0;
     return follow ? stat(mapped.posix.c_str(), &st) : lstat(mapped.posix.c_str(), &st);
 }
 

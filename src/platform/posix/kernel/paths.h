@@ -10,8 +10,11 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qv::posix {
 
@@ -40,6 +43,10 @@ const std::string& temp_folder();
 // while one is pinned, deleting the file leaves its inode alone.
 void pin_mapped_file(dev_t dev, ino_t ino);
 void unpin_mapped_file(dev_t dev, ino_t ino);
+
+// The bytes of the file at this exact path when the kernel keeps it in
+// memory (see memory.h), else null: readers that open POSIX paths ask first.
+std::shared_ptr<const std::vector<uint8_t>> memory_file_bytes(const std::string& posix_path);
 
 // Removes this process's scratch root now, with all it holds. For a process
 // that ends through _exit, which skips the removal at exit.

@@ -1,0 +1,218 @@
+// Files kept in memory (see memory.h).
+
+#include "platform/posix/kernel/memory.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <unordered_map>
+
+#include "platform/posix/kernel/internal.h"
+#include "platform/posix/kernel/paths.h"
+
+namespace qv::posix {
+
+namespace {
+
+// Past this many bytes held, new files go to disk again.
+constexpr uint64_t kMemoryBudget = uint64_t{256} << 20;
+
+std::mutex g_memory_lock;  // the store and every file's content
+std::unordered_map<std::string, std::shared_ptr<MemoryFile>> g_files;
+std::unordered_map<std::string, std::vector<std::string>> g_names;  // folder -> names
+std::atomic<uint64_t> g_bytes_held{0};
+ino_t g_next_ino = 1;
+
+struct timespec now() {
+    struct timespec ts;
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return ts;
+}
+
+void add_name(const std::string& posix_path) {
+    g_names[parent_of(posix_path)].push_back(name_of(posix_path));
+}
+
+void remove_name(const std::string& posix_path) {
+    auto folder = g_names.find(parent_of(posix_path));
+    if (folder == g_names.end()) return;
+    auto& names = folder->second;
+    names.erase(std::remove(names.begin(), names.end(), name_of(posix_path)), names.end());
+    if (names.empty()) g_names.erase(folder);
+}
+
+}  // namespace
+
+MemoryFile::MemoryFile(ino_t ino) : ino_(ino), bytes_(std::make_shared<std::vector<uint8_t>>()) {
+    atime_ = mtime_ = ctime_ = now();
+}
+
+MemoryFile::~MemoryFile() { g_bytes_held -= bytes_->size(); }
+
+struct stat MemoryFile::stat() const {
+    struct stat st {};
+    std::lock_guard lock(g_memory_lock);
+    settle_times();
+    st.st_dev = kMemoryDevice;
+    st.st_ino = ino_;
+    st.st_mode = mode_;
+    st.st_nlink = 1;
+    st.st_uid = getuid();
+    st.st_gid = getgid();
+    st.st_size = static_cast<off_t>(bytes_->size());
+    st.st_blksize = 4096;
+    st.st_blocks = static_cast<blkcnt_t>((bytes_->size() + 511) / 512);
+    st.st_atim = atime_;
+    st.st_mtim = mtime_;
+    st.st_ctim = ctime_;
+    return st;
+}
+
+uint64_t MemoryFile::size() const {
+    std::lock_guard lock(g_memory_lock);
+    return bytes_->size();
+}
+
+size_t MemoryFile::read(uint64_t offset, void* out, size_t count) const {
+    std::lock_guard lock(g_memory_lock);
+    if (offset >= bytes_->size()) return 0;
+    const size_t got = static_cast<size_t>(std::min<uint64_t>(count, bytes_->size() - offset));
+    std::memcpy(out, bytes_->data() + offset, got);
+    return got;
+}
+
+std::vector<uint8_t>& MemoryFile::own() {
+    // A snapshot handed out keeps its bytes: change a copy.
+    if (bytes_.use_count() > 1) bytes_ = std::make_shared<std::vector<uint8_t>>(*bytes_);
+    return *bytes_;
+}
+
+void MemoryFile::changed(size_t old_size) {
+    // The clock is read when the times are next looked at: a file written
+    // in thousands of small pieces reads it once.
+    times_due_ = true;
+    if (bytes_->size() != old_size) {
+        g_bytes_held += bytes_->size();
+        g_bytes_held -= old_size;
+    }
+}
+
+void MemoryFile::settle_times() const {
+    if (!times_due_) return;
+    mtime_ = ctime_ = now();
+    times_due_ = false;
+}
+
+void MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
+    std::lock_guard lock(g_memory_lock);
+    std::vector<uint8_t>& content = own();
+    const size_t old_size = content.size();
+    const auto* from = static_cast<const uint8_t*>(bytes);
+    if (offset == old_size) {  // the common case: appended, with no zeros written first
+        content.insert(content.end(), from, from + count);
+    } else {
+        if (offset + count > old_size) content.resize(static_cast<size_t>(offset + count));
+        if (count) std::memcpy(content.data() + offset, from, count);
+    }
+    changed(old_size);
+}
+
+void MemoryFile::resize(uint64_t size) {
+    std::lock_guard lock(g_memory_lock);
+    std::vector<uint8_t>& content = own();
+    const size_t old_size = content.size();
+    content.resize(static_cast<size_t>(size));
+    changed(old_size);
+}
+
+void MemoryFile::set_times(const struct timespec* access, const struct timespec* write) {
+    std::lock_guard lock(g_memory_lock);
+    settle_times();
+    if (access) atime_ = *access;
+    if (write) mtime_ = *write;
+    ctime_ = now();
+}
+
+void MemoryFile::set_read_only(bool on) {
+    std::lock_guard lock(g_memory_lock);
+    settle_times();
+    mode_ = on ? mode_ & ~(S_IWUSR | S_IWGRP | S_IWOTH) : mode_ | S_IWUSR;
+    ctime_ = now();
+}
+
+std::shared_ptr<const std::vector<uint8_t>> MemoryFile::snapshot() const {
+    std::lock_guard lock(g_memory_lock);
+    return bytes_;
+}
+
+bool in_memory_area(const std::string& posix_path, bool within_budget) {
+    const std::string& temp = temp_folder();
+    return posix_path.size() > temp.size() + 1 && posix_path.compare(0, temp.size(), temp) == 0 &&
+           posix_path[temp.size()] == '/' && is_private_path(posix_path) && (!within_budget || g_bytes_held < kMemoryBudget);
+}
+
+std::shared_ptr<MemoryFile> find_memory_file(const std::string& posix_path) {
+    std::lock_guard lock(g_memory_lock);
+    if (g_files.empty()) return nullptr;
+    auto it = g_files.find(posix_path);
+    return it == g_files.end() ? nullptr : it->second;
+}
+
+bool memory_stat(const std::string& posix_path, struct stat& st) {
+    auto file = find_memory_file(posix_path);
+    if (!file) return false;
+    st = file->stat();
+    return true;
+}
+
+std::shared_ptr<MemoryFile> create_memory_file(const std::string& posix_path) {
+    std::lock_guard lock(g_memory_lock);
+    auto [it, added] = g_files.try_emplace(posix_path);
+    if (!added) return nullptr;
+    it->second = std::make_shared<MemoryFile>(g_next_ino++);
+    add_name(posix_path);
+    return it->second;
+}
+
+bool link_memory_file(const std::string& posix_path, std::shared_ptr<MemoryFile> file) {
+    std::lock_guard lock(g_memory_lock);
+    auto [it, added] = g_files.try_emplace(posix_path, std::move(file));
+    if (added) add_name(posix_path);
+    return added;
+}
+
+bool remove_memory_file(const std::string& posix_path) {
+    std::lock_guard lock(g_memory_lock);
+    if (g_files.erase(posix_path) == 0) return false;
+    remove_name(posix_path);
+    return true;
+}
+
+void add_memory_names(const std::string& folder, std::vector<std::string>& names) {
+    std::lock_guard lock(g_memory_lock);
+    auto it = g_names.find(folder);
+    if (it != g_names.end()) names.insert(names.end(), it->second.begin(), it->second.end());
+}
+
+bool folder_has_memory_files(const std::string& folder) {
+    std::lock_guard lock(g_memory_lock);
+    return g_names.count(folder) != 0;
+}
+
+void clear_memory_files() {
+    std::unordered_map<std::string, std::shared_ptr<MemoryFile>> files;  // freed after the lock
+    std::lock_guard lock(g_memory_lock);
+    files.swap(g_files);
+    g_names.clear();
+}
+
+std::shared_ptr<const std::vector<uint8_t>> memory_file_bytes(const std::string& posix_path) {
+    auto file = find_memory_file(posix_path);
+    return file ? file->snapshot() : nullptr;
+}
+
+}  // namespace qv::posix
