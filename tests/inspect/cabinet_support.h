@@ -49,8 +49,11 @@ inline std::string MakeCabinet(const TempDir& dir, const std::string& cabName,
     return dir.path() + "/" + cabName;
 }
 
+// The bytes of a file, from the kernel's memory when it keeps the file there.
 inline std::string ReadPosixFile(const std::string& path)
 {
+    if (auto bytes = qv::posix::memory_file_bytes(path))
+        return std::string(bytes->begin(), bytes->end());
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
