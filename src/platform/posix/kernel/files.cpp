@@ -65,7 +65,7 @@ FileObject::~FileObject() {
     if (delete_on_close && memory) {
         // Only while the path still names this file.
         if (find_memory_file(path) == memory && remove_memory_file(path)) {
-            note_entry_removed(path);
+            note_entry_removed(path, false);
             forget_attributes(memory->stat());
         }
     } else if (delete_on_close) {
@@ -165,7 +165,7 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
     bool ok = true;
     int error = 0;
     if (target) {
-        note_entry_added(to);
+        note_entry_added(to, false);
         target->resize(0);
         if (source) target->write(0, source->data(), source->size());
         else ok = copy_into_memory(in, *target);
@@ -199,7 +199,7 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
     if (in >= 0) close(in);
     if (!ok) {
         SetLastError(win32_from_errno(error));
-        if (target ? remove_memory_file(to) : unlink(to.c_str()) == 0) note_entry_removed(to);
+        if (target ? remove_memory_file(to) : unlink(to.c_str()) == 0) note_entry_removed(to, !target);
     }
     return ok;
 }
@@ -233,8 +233,8 @@ BOOL move_memory_file(const std::string& from, const struct stat& from_st, const
     }
     // The same file under another case has just been linked under its new
     // spelling: only the old one goes.
-    if (remove_memory_file(from)) note_entry_removed(from);
-    note_entry_added(to);
+    if (remove_memory_file(from)) note_entry_removed(from, false);
+    note_entry_added(to, !in_memory_area(to, false));
     if (!in_memory_area(to, false)) forget_attributes(from_st);
     return TRUE;
 }
@@ -339,7 +339,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             }
             fstat(fd, &st);
         }
-        note_entry_added(path);
+        note_entry_added(path, !memory);
         remember_attributes(st, new_file_attributes(dwFlagsAndAttributes));
         // The creating handle may still write; the bit guards later opens.
         if (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) set_read_only(path, st, true);
@@ -676,7 +676,7 @@ BOOL DeleteFileW(LPCWSTR lpFileName) {
         set_error_from_errno(errno, mapped.posix);
         return FALSE;
     }
-    note_entry_removed(mapped.posix);
+    note_entry_removed(mapped.posix, !is_memory(st));
     if (st.st_nlink <= 1) forget_attributes(st);
     return TRUE;
 }
@@ -729,7 +729,7 @@ BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlag
         return FALSE;
     }
     if (replacing && is_memory(to_st)) {  // a file on disk over one in memory
-        if (remove_memory_file(to.posix)) note_entry_removed(to.posix);
+        if (remove_memory_file(to.posix)) note_entry_removed(to.posix, false);
         forget_attributes(to_st);
         replacing = false;
     }

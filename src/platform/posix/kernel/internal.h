@@ -69,9 +69,10 @@ int lstat_mapped(const MappedPath& mapped, struct stat& st);
 void set_mapped_error(int error, const MappedPath& mapped);
 
 // The kernel's own changes to a folder's entries, for the listings kept of
-// private folders (see paths.cpp).
-void note_entry_added(const std::string& posix_path);
-void note_entry_removed(const std::string& posix_path);
+// private folders (see paths.cpp). A change `on_disk` also gives the
+// listing the folder's new change time; a file in memory leaves it as is.
+void note_entry_added(const std::string& posix_path, bool on_disk = true);
+void note_entry_removed(const std::string& posix_path, bool on_disk = true);
 // Whether a path lies in this process's own scratch root.
 bool is_private_path(const std::string& posix_path);
 

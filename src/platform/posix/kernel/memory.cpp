@@ -33,6 +33,43 @@ struct timespec now() {
     return ts;
 }
 
+// The buffers of large files that went, kept for the next large file: it
+// then grows into pages already in place, with no copy at each doubling.
+// (A package's embedded cabinets are copied to the temporary folder once per
+// check that reads them.)
+constexpr size_t kSpareMin = size_t{1} << 20;
+constexpr size_t kSpareBytes = size_t{128} << 20;
+std::mutex g_spare_lock;
+std::vector<std::vector<uint8_t>> g_spares;
+
+void give_spare(std::vector<uint8_t>&& buffer) {
+    if (buffer.capacity() < kSpareMin || buffer.capacity() > kSpareBytes) return;
+    buffer.clear();
+    std::lock_guard lock(g_spare_lock);
+    size_t kept = buffer.capacity();
+    for (const auto& spare : g_spares) kept += spare.capacity();
+    // Room is made by dropping smaller spares first.
+    std::sort(g_spares.begin(), g_spares.end(),
+              [](const auto& a, const auto& b) { return a.capacity() > b.capacity(); });
+    while (kept > kSpareBytes && !g_spares.empty() && g_spares.back().capacity() < buffer.capacity()) {
+        kept -= g_spares.back().capacity();
+        g_spares.pop_back();
+    }
+    if (kept <= kSpareBytes) g_spares.push_back(std::move(buffer));
+}
+
+// The smallest spare that holds `size` bytes, or an empty buffer.
+std::vector<uint8_t> take_spare(size_t size) {
+    std::lock_guard lock(g_spare_lock);
+    auto best = g_spares.end();
+    for (auto it = g_spares.begin(); it != g_spares.end(); ++it)
+        if (it->capacity() >= size && (best == g_spares.end() || it->capacity() < best->capacity())) best = it;
+    if (best == g_spares.end()) return {};
+    std::vector<uint8_t> taken = std::move(*best);
+    g_spares.erase(best);
+    return taken;
+}
+
 void add_name(const std::string& posix_path) {
     g_names[parent_of(posix_path)].push_back(name_of(posix_path));
 }
@@ -51,7 +88,10 @@ MemoryFile::MemoryFile(ino_t ino) : ino_(ino), bytes_(std::make_shared<std::vect
     atime_ = mtime_ = ctime_ = now();
 }
 
-MemoryFile::~MemoryFile() { g_bytes_held -= bytes_->size(); }
+MemoryFile::~MemoryFile() {
+    g_bytes_held -= bytes_->size();
+    if (bytes_.use_count() == 1) give_spare(std::move(*bytes_));
+}
 
 struct stat MemoryFile::stat() const {
     struct stat st {};
@@ -61,8 +101,10 @@ struct stat MemoryFile::stat() const {
     st.st_ino = ino_;
     st.st_mode = mode_;
     st.st_nlink = 1;
-    st.st_uid = getuid();
-    st.st_gid = getgid();
+    static const uid_t uid = getuid();  // system calls, asked once
+    static const gid_t gid = getgid();
+    st.st_uid = uid;
+    st.st_gid = gid;
     st.st_size = static_cast<off_t>(bytes_->size());
     st.st_blksize = 4096;
     st.st_blocks = static_cast<blkcnt_t>((bytes_->size() + 511) / 512);
@@ -112,6 +154,14 @@ void MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
     std::vector<uint8_t>& content = own();
     const size_t old_size = content.size();
     const auto* from = static_cast<const uint8_t*>(bytes);
+    const uint64_t end = offset + count;
+    if (end > content.capacity() && end >= kSpareMin) {
+        std::vector<uint8_t> spare = take_spare(static_cast<size_t>(end));
+        if (spare.capacity() >= end) {
+            spare.assign(content.begin(), content.end());
+            content.swap(spare);
+        }
+    }
     if (offset == old_size) {  // the common case: appended, with no zeros written first
         content.insert(content.end(), from, from + count);
     } else {

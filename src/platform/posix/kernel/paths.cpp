@@ -171,7 +171,7 @@ bool find_entry(const std::string& folder, const std::string& name, std::string&
 
 // Brings the listing of the folder of `posix_path`, if one is kept, up to
 // date with a change this process has just made.
-void note_change(const std::string& posix_path, bool added) {
+void note_change(const std::string& posix_path, bool added, bool on_disk) {
     const size_t slash = posix_path.find_last_of('/');
     if (slash == std::string::npos) return;
     const std::string folder = slash == 0 ? "/" : posix_path.substr(0, slash);
@@ -181,7 +181,7 @@ void note_change(const std::string& posix_path, bool added) {
     auto it = g_listings.find(folder);
     if (it == g_listings.end()) return;
     struct stat st;
-    if (lstat(folder.c_str(), &st) != 0) {
+    if (on_disk && lstat(folder.c_str(), &st) != 0) {
         g_listings.erase(it);
         return;
     }
@@ -189,7 +189,7 @@ void note_change(const std::string& posix_path, bool added) {
     auto at = std::find(names.begin(), names.end(), name);
     if (added && at == names.end()) names.push_back(name);
     if (!added && at != names.end()) names.erase(at);
-    stamp(it->second, st);
+    if (on_disk) stamp(it->second, st);
 }
 
 int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
@@ -481,7 +481,7 @@ void set_mapped_error(int error, const MappedPath& mapped) {
 
 bool is_private_path(const std::string& posix_path) { return is_private(parent_of(posix_path)); }
 
-void note_entry_added(const std::string& posix_path) { note_change(posix_path, true); }
-void note_entry_removed(const std::string& posix_path) { note_change(posix_path, false); }
+void note_entry_added(const std::string& posix_path, bool on_disk) { note_change(posix_path, true, on_disk); }
+void note_entry_removed(const std::string& posix_path, bool on_disk) { note_change(posix_path, false, on_disk); }
 
 }  // namespace qv::posix
