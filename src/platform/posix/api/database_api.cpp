@@ -149,12 +149,18 @@ UINT MsiViewFetch(MSIHANDLE hView, MSIHANDLE* phRecord) {
     if (!phRecord) return ERROR_INVALID_PARAMETER;
     *phRecord = 0;
     if (!view->query->executed()) return ERROR_FUNCTION_FAILED;
-    std::vector<Field> row;
-    if (!view->query->fetch(row)) return ERROR_NO_MORE_ITEMS;
-    std::vector<Field> fields;
-    fields.reserve(row.size() + 1);
-    fields.emplace_back();
-    for (auto& f : row) fields.push_back(std::move(f));
+    // Both vectors come with the text room of records that went; swapping
+    // the fields passes the room on without a copy.
+    std::vector<Field> row = qv::winapi::spare_fields();
+    if (!view->query->fetch(row)) {
+        qv::winapi::keep_fields(std::move(row));
+        return ERROR_NO_MORE_ITEMS;
+    }
+    std::vector<Field> fields = qv::winapi::spare_fields();
+    fields.resize(row.size() + 1);
+    fields[0] = Field();
+    for (size_t i = 0; i < row.size(); ++i) std::swap(fields[i + 1], row[i]);
+    qv::winapi::keep_fields(std::move(row));
     *phRecord = qv::winapi::make_record(std::move(fields));
     return ERROR_SUCCESS;
 }

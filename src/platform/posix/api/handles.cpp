@@ -2,14 +2,16 @@
 
 #include <cstring>
 #include <mutex>
-#include <unordered_map>
 
 namespace qv::winapi {
 namespace {
 
+// Handles are small numbers, the lowest free one reused: the table is
+// indexed by them.
 struct HandleTable {
     std::mutex lock;
-    std::unordered_map<MSIHANDLE, std::shared_ptr<HandleObject>> objects;
+    std::vector<std::shared_ptr<HandleObject>> objects;  // [0] is never used
+    size_t open = 0;
     MSIHANDLE next = 1;
     std::vector<msidb::Field> last_error;  // empty: no record
 };
@@ -19,6 +21,11 @@ HandleTable& table() {
     return instance;
 }
 
+constexpr size_t kSpareVectors = 8;
+constexpr size_t kSpareTextRoom = 1024;  // longer texts give their room back
+std::mutex g_spare_lock;
+std::vector<std::vector<msidb::Field>> g_spare_fields;
+
 }  // namespace
 
 MSIHANDLE register_handle(std::shared_ptr<HandleObject> object) {
@@ -27,44 +34,69 @@ MSIHANDLE register_handle(std::shared_ptr<HandleObject> object) {
     std::lock_guard<std::mutex> guard(t.lock);
     // Handles stay small: reuse the lowest free number after a wrap.
     MSIHANDLE h = t.next;
-    while (h == 0 || t.objects.count(h)) ++h;
+    while (h == 0 || (h < t.objects.size() && t.objects[h])) ++h;
     t.next = h + 1;
-    t.objects.emplace(h, std::move(object));
+    if (h >= t.objects.size()) t.objects.resize(static_cast<size_t>(h) + 1);
+    t.objects[h] = std::move(object);
+    ++t.open;
     return h;
 }
 
 std::shared_ptr<HandleObject> lookup_handle(MSIHANDLE handle) {
     HandleTable& t = table();
     std::lock_guard<std::mutex> guard(t.lock);
-    auto it = t.objects.find(handle);
-    return it == t.objects.end() ? nullptr : it->second;
+    return handle < t.objects.size() ? t.objects[handle] : nullptr;
 }
 
 bool release_handle(MSIHANDLE handle) {
     std::shared_ptr<HandleObject> doomed;  // destroyed outside the lock
     HandleTable& t = table();
     std::lock_guard<std::mutex> guard(t.lock);
-    auto it = t.objects.find(handle);
-    if (it == t.objects.end()) return false;
-    doomed = std::move(it->second);
-    t.objects.erase(it);
+    if (handle >= t.objects.size() || !t.objects[handle]) return false;
+    doomed = std::move(t.objects[handle]);
+    --t.open;
     if (handle < t.next) t.next = handle;
+    if (doomed.use_count() == 1)
+        if (auto* record = dynamic_cast<RecordObject*>(doomed.get())) keep_fields(std::move(record->fields));
     return true;
 }
 
+std::vector<msidb::Field> spare_fields() {
+    std::lock_guard<std::mutex> guard(g_spare_lock);
+    if (g_spare_fields.empty()) return {};
+    std::vector<msidb::Field> fields = std::move(g_spare_fields.back());
+    g_spare_fields.pop_back();
+    return fields;
+}
+
+void keep_fields(std::vector<msidb::Field>&& fields) {
+    for (msidb::Field& f : fields) {
+        f.kind = msidb::CellKind::Null;
+        f.integer = 0;
+        f.stream.reset();
+        f.stream_pos = 0;
+        if (f.text.capacity() > kSpareTextRoom) std::wstring().swap(f.text);
+        f.text.clear();
+    }
+    std::lock_guard<std::mutex> guard(g_spare_lock);
+    if (g_spare_fields.size() < kSpareVectors) g_spare_fields.push_back(std::move(fields));
+}
+
 size_t release_all_handles() {
-    std::unordered_map<MSIHANDLE, std::shared_ptr<HandleObject>> doomed;
+    std::vector<std::shared_ptr<HandleObject>> doomed;
     HandleTable& t = table();
     std::lock_guard<std::mutex> guard(t.lock);
     doomed.swap(t.objects);
+    const size_t open = t.open;
+    t.open = 0;
     t.next = 1;
-    return doomed.size();
+    return open;
 }
 
 size_t open_handle_count() {
     HandleTable& t = table();
     std::lock_guard<std::mutex> guard(t.lock);
-    return t.objects.size();
+    return t.open;
 }
 
 MSIHANDLE make_record(std::vector<msidb::Field> fields) {

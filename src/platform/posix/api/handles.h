@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 #include <vector>
 
 #include "../msidb/field.h"
@@ -40,7 +41,10 @@ MSIHANDLE register_handle(std::shared_ptr<HandleObject> object);
 std::shared_ptr<HandleObject> lookup_handle(MSIHANDLE handle);
 template <class T>
 std::shared_ptr<T> lookup(MSIHANDLE handle) {
-    return std::dynamic_pointer_cast<T>(lookup_handle(handle));
+    std::shared_ptr<HandleObject> found = lookup_handle(handle);
+    // An object of exactly T, the common case, needs no walk of the classes.
+    if (found && typeid(*found) == typeid(T)) return std::static_pointer_cast<T>(std::move(found));
+    return std::dynamic_pointer_cast<T>(std::move(found));
 }
 bool release_handle(MSIHANDLE handle);
 // Closes every open handle; returns how many were open.
@@ -49,6 +53,12 @@ size_t open_handle_count();
 
 // A new record handle holding `fields` (field 0 first).
 MSIHANDLE make_record(std::vector<msidb::Field> fields);
+
+// The field vectors of records that went, kept with their text buffers for
+// the next rows fetched: a walk over many rows then allocates little per row.
+// A kept vector holds no streams and no text, only the room for it.
+std::vector<msidb::Field> spare_fields();
+void keep_fields(std::vector<msidb::Field>&& fields);
 
 // The process's last error record (MsiGetLastErrorRecord): field 1 is the
 // installer error number, fields 2.. its parameters.

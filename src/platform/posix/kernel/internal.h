@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 
 #include "platform/posix/winapi/kernel.h"
 
@@ -29,7 +30,10 @@ bool unregister_object(HANDLE handle);
 // ERROR_INVALID_HANDLE set.
 template <class T>
 std::shared_ptr<T> object_as(HANDLE handle) {
-    auto found = std::dynamic_pointer_cast<T>(find_object(handle));
+    std::shared_ptr<KernelObject> object = find_object(handle);
+    // An object of exactly T, the common case, needs no walk of the classes.
+    auto found = object && typeid(*object) == typeid(T) ? std::static_pointer_cast<T>(std::move(object))
+                                                         : std::dynamic_pointer_cast<T>(std::move(object));
     if (!found) SetLastError(ERROR_INVALID_HANDLE);
     return found;
 }
