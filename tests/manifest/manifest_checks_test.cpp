@@ -59,12 +59,26 @@ std::wstring Lost(const std::wstring& check, const std::wstring& name, const std
               key);
 }
 
-size_t TemporaryFiles()
+// Entries below the temporary folder, counted through the kernel, which
+// keeps the files made there in memory.
+size_t TemporaryFiles(const std::wstring& folder = {})
 {
+    wchar_t temp[MAX_PATH];
+    const std::wstring base = folder.empty() ? std::wstring(temp, GetTempPathW(MAX_PATH, temp)) : folder;
     size_t count = 0;
-    for ([[maybe_unused]] const auto& entry :
-         std::filesystem::recursive_directory_iterator(qv::posix::temp_folder()))
+    WIN32_FIND_DATAW data;
+    HANDLE search = FindFirstFileW((base + L"*").c_str(), &data);
+    if (search == INVALID_HANDLE_VALUE)
+        return 0;
+    do {
+        const std::wstring name = data.cFileName;
+        if (name == L"." || name == L"..")
+            continue;
         ++count;
+        if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+            count += TemporaryFiles(base + name + L"\\");
+    } while (FindNextFileW(search, &data));
+    FindClose(search);
     return count;
 }
 
