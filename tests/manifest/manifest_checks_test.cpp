@@ -1,7 +1,6 @@
 // QVUWP08, QVUWP09 and QVICE11 over real images beside the package: which
 // manifest the reader finds (resource number 1, its language, the routes by
 // extension, cabinets), what the checks conclude, and what stays behind.
-#include <filesystem>
 
 #include "checks/ice/executable_content.h"
 #include "checks/uwp/executable_content.h"

@@ -349,18 +349,39 @@ void map_windows(std::wstring_view path, MappedPath& mapped) {
     // exists as spelled too. Nor do the folders of a new file's path.
     std::string exact = root;
     for (const std::string& part : parts) exact = join(exact, part);
-    if (memory_stat(exact, mapped.st) || lstat(exact.c_str(), &mapped.st) == 0) {
+    if (memory_stat(exact, mapped.st)) {
+        mapped.entry = MappedPath::Entry::present;
+        mapped.posix = std::move(exact);
+        return;
+    }
+    std::string parent = root;
+    for (size_t i = 0; i + 1 < parts.size(); ++i) parent = join(parent, parts[i]);
+    struct stat parent_st;
+    // Below the temporary folder, where files come and go by the thousand,
+    // the folder's listing answers for the name: the folder's own lstat
+    // vouches for the listing, and a new name costs no lstat of its own.
+    if (parts.size() > 1 && in_memory_area(exact, false) && lstat(parent.c_str(), &parent_st) == 0 &&
+        S_ISDIR(parent_st.st_mode)) {
+        std::string actual;
+        if (!find_entry(parent, parts.back(), actual, &parent_st)) {
+            mapped.entry = MappedPath::Entry::absent;
+            mapped.posix = std::move(exact);
+            return;
+        }
+        mapped.posix = join(parent, actual);
+        if (memory_stat(mapped.posix, mapped.st) || lstat(mapped.posix.c_str(), &mapped.st) == 0)
+            mapped.entry = MappedPath::Entry::present;
+        return;
+    }
+    if (lstat(exact.c_str(), &mapped.st) == 0) {
         mapped.entry = MappedPath::Entry::present;
         mapped.posix = std::move(exact);
         return;
     }
     std::string result = root;
     size_t matched = 0;
-    struct stat parent_st;
     bool parent_known = false;
     if (parts.size() > 1) {
-        std::string parent = root;
-        for (size_t i = 0; i + 1 < parts.size(); ++i) parent = join(parent, parts[i]);
         if (lstat(parent.c_str(), &parent_st) == 0 && S_ISDIR(parent_st.st_mode)) {
             result = parent;
             matched = parts.size() - 1;
