@@ -127,3 +127,23 @@ TEST(SummaryStream, DamageYieldsNothing) {
 }
 
 }  // namespace
+
+// Texts added to a pool read from a file: the first id of a text the pool
+// holds twice, one new id per new text however many come, none for "".
+TEST(StringPool, InterningFindsTheFirstIdAndAddsEachNewTextOnce) {
+    qv::msidb::Database db;
+    db.strings = {L"", L"Alpha", L"beta", L"Alpha", L"", L"gamma"};
+    EXPECT_EQ(db.intern(L"Alpha"), 1);
+    EXPECT_EQ(db.intern(L"gamma"), 5);
+    EXPECT_EQ(db.intern(L""), 0);
+    EXPECT_EQ(db.intern(L"alpha"), 6);  // case counts
+    std::vector<int32_t> ids;
+    for (int i = 0; i < 5000; ++i) ids.push_back(db.intern(L"text " + std::to_wstring(i)));
+    for (int i = 0; i < 5000; ++i) {
+        ASSERT_EQ(ids[static_cast<size_t>(i)], 7 + i);
+        ASSERT_EQ(db.intern(L"text " + std::to_wstring(i)), 7 + i);
+        ASSERT_EQ(db.string(7 + i), L"text " + std::to_wstring(i));
+    }
+    EXPECT_EQ(db.intern(L"beta"), 2);
+    EXPECT_EQ(db.strings.size(), 5007u);
+}

@@ -59,21 +59,44 @@ Table& Database::add_table(Table table) {
     return tables.back();
 }
 
+size_t Database::string_slot(std::wstring_view text) const {
+    const size_t mask = string_slots_.size() - 1;
+    for (size_t slot = std::hash<std::wstring_view>()(text) & mask;; slot = (slot + 1) & mask) {
+        const int32_t id = string_slots_[slot];
+        if (id == 0 || (static_cast<size_t>(id) < strings.size() && strings[static_cast<size_t>(id)] == text))
+            return slot;
+    }
+}
+
+void Database::index_strings(size_t slots) {
+    string_slots_.assign(slots, 0);
+    string_slots_used_ = 0;
+    // Ascending, so the first id of a text wins when the pool holds
+    // duplicates.
+    for (size_t i = 1; i < strings.size(); ++i) {
+        if (strings[i].empty()) continue;
+        const size_t slot = string_slot(strings[i]);
+        if (string_slots_[slot] == 0) {
+            string_slots_[slot] = static_cast<int32_t>(i);
+            ++string_slots_used_;
+        }
+    }
+}
+
 int32_t Database::intern(std::wstring_view text) {
     if (text.empty()) return 0;
-    if (!string_index_built_) {
-        string_index_.reserve(strings.size());
-        // The first id of a text wins when the pool holds duplicates.
-        for (size_t i = strings.size(); i-- > 1;)
-            if (!strings[i].empty()) string_index_[strings[i]] = static_cast<int32_t>(i);
-        string_index_built_ = true;
+    // At most half the slots in use, so probes stay short.
+    if ((string_slots_used_ + 1) * 2 > string_slots_.size()) {
+        size_t slots = 64;
+        while (slots < (strings.size() + 1) * 2) slots *= 2;
+        index_strings(slots);
     }
-    std::wstring key(text);
-    auto it = string_index_.find(key);
-    if (it != string_index_.end()) return it->second;
+    const size_t slot = string_slot(text);
+    if (string_slots_[slot] != 0) return string_slots_[slot];
     const auto id = static_cast<int32_t>(strings.size());
-    strings.push_back(key);
-    string_index_.emplace(std::move(key), id);
+    strings.emplace_back(text);
+    string_slots_[slot] = id;
+    ++string_slots_used_;
     return id;
 }
 

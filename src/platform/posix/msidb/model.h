@@ -161,8 +161,13 @@ public:
 
 private:
     std::unordered_map<std::wstring, size_t> table_index_;
-    std::unordered_map<std::wstring, int32_t> string_index_;  // built on first intern
-    bool string_index_built_ = false;
+    // Ids of the pool's texts by hash, open addressing (0 marks a free
+    // slot); built on the first intern. It holds no copies of the texts.
+    std::vector<int32_t> string_slots_;
+    size_t string_slots_used_ = 0;
+    // The slot of `text`: its id's slot, or the free slot where it belongs.
+    size_t string_slot(std::wstring_view text) const;
+    void index_strings(size_t slots);
 };
 
 // Why a file could not be opened as a database, in one line for the user.
