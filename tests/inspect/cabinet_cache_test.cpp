@@ -141,4 +141,27 @@ TEST_F(CabinetCache, MemoryOverflowGoesToDiskAndLargeEntriesBypass)
     EXPECT_EQ(std::vector<std::string>(third.begin(), third.begin() + 6), first);
 }
 
+// The cache tells cabinets apart by their fingerprint: a change of any one
+// byte, in any lane of the words or in the tail, or of the length, or of the
+// chunk before (the seed), gives another.
+TEST(CabinetFingerprint, EveryByteTheLengthAndTheSeedCount)
+{
+    std::vector<unsigned char> bytes(1000);
+    for (size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<unsigned char>(i * 31 + 7);
+    const uint64_t base = cache::Fingerprint(bytes.data(), bytes.size(), 0);
+    EXPECT_NE(base, 0u);
+    EXPECT_EQ(cache::Fingerprint(bytes.data(), bytes.size(), 0), base);
+    for (size_t at : {size_t{0}, size_t{9}, size_t{17}, size_t{31}, size_t{990}, size_t{999}}) {
+        bytes[at] ^= 1;
+        EXPECT_NE(cache::Fingerprint(bytes.data(), bytes.size(), 0), base) << at;
+        bytes[at] ^= 1;
+    }
+    EXPECT_NE(cache::Fingerprint(bytes.data(), bytes.size() - 1, 0), base);
+    EXPECT_NE(cache::Fingerprint(bytes.data(), bytes.size(), 1), base);
+    // Two words swapped between lanes.
+    std::swap_ranges(bytes.begin(), bytes.begin() + 8, bytes.begin() + 8);
+    EXPECT_NE(cache::Fingerprint(bytes.data(), bytes.size(), 0), base);
+}
+
 }  // namespace
