@@ -278,6 +278,10 @@ int Extract(Context* context, mscabd_file* f, intptr_t handle, std::string* byte
     mscab_decompressor* d = context->decompressor;
     context->output = handle;
     context->memory = bytes;
+    // Bytes for the cache come only for entries the cache can hold (Fits):
+    // room for all of them at once spares the copies of a growing buffer.
+    if (bytes)
+        bytes->reserve(f->length);
     const int result = d->extract(d, f, kOutputName);
     context->output = 0;
     context->memory = nullptr;
