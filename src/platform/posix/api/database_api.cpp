@@ -149,18 +149,14 @@ UINT MsiViewFetch(MSIHANDLE hView, MSIHANDLE* phRecord) {
     if (!phRecord) return ERROR_INVALID_PARAMETER;
     *phRecord = 0;
     if (!view->query->executed()) return ERROR_FUNCTION_FAILED;
-    // Both vectors come with the text room of records that went; swapping
-    // the fields passes the room on without a copy.
-    std::vector<Field> row = qv::winapi::spare_fields();
-    if (!view->query->fetch(row)) {
-        qv::winapi::keep_fields(std::move(row));
+    // The fields come with the text room of a record that went. Field 0,
+    // the template, stays null.
+    std::vector<Field> fields = qv::winapi::spare_fields();
+    if (fields.empty()) fields.resize(1);
+    if (!view->query->fetch(fields, 1)) {
+        qv::winapi::keep_fields(std::move(fields));
         return ERROR_NO_MORE_ITEMS;
     }
-    std::vector<Field> fields = qv::winapi::spare_fields();
-    fields.resize(row.size() + 1);
-    fields[0] = Field();
-    for (size_t i = 0; i < row.size(); ++i) std::swap(fields[i + 1], row[i]);
-    qv::winapi::keep_fields(std::move(row));
     *phRecord = qv::winapi::make_record(std::move(fields));
     return ERROR_SUCCESS;
 }

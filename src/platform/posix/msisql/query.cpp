@@ -99,17 +99,17 @@ public:
 
     bool execute(const std::vector<Field>& params, Error& error) override;
 
-    bool fetch(std::vector<Field>& row) override {
+    bool fetch(std::vector<Field>& row, size_t first) override {
         if (!executed_ || cursor_ >= order_.size()) return false;
         refresh_tables();
         const uint32_t* tuple = &tuples_[static_cast<size_t>(order_[cursor_++]) * tables_.size()];
-        row.resize(items_.size());
+        row.resize(first + items_.size());
         for (size_t i = 0; i < items_.size(); ++i) {
             const Item& item = items_[i];
             if (item.constant) {
-                row[i] = item.value;
+                row[first + i] = item.value;
             } else {
-                assign(row[i], cell(item.column, tuple));
+                assign(row[first + i], cell(item.column, tuple));
             }
         }
         return true;

@@ -41,8 +41,9 @@ public:
     // Runs the query with values for its '?' markers, in order. Resets any
     // earlier execution. Returns false with `error` set on failure.
     virtual bool execute(const std::vector<msidb::Field>& params, Error& error) = 0;
-    // Next row, or false at the end (or when not executed).
-    virtual bool fetch(std::vector<msidb::Field>& row) = 0;
+    // Next row into row[first...] (row[0..first) are left as they are), or
+    // false at the end (or when not executed).
+    virtual bool fetch(std::vector<msidb::Field>& row, size_t first = 0) = 0;
     virtual bool executed() const = 0;
     // Ends the current execution.
     virtual void close() = 0;
