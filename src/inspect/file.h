@@ -93,6 +93,8 @@ public:
     void Close();
 
     bool IsOpen() const noexcept { return m_remote || m_handle != INVALID_HANDLE_VALUE; }
+    // The system's handle of a local file; INVALID_HANDLE_VALUE otherwise.
+    HANDLE Handle() const noexcept { return m_remote ? INVALID_HANDLE_VALUE : m_handle; }
     const _stringx<>& Path() const noexcept { return m_path; }
     UINT EncodingPage() const noexcept { return m_encodingPage; }
     bool HasByteOrderMark() const noexcept { return m_hasByteOrderMark; }

@@ -818,3 +818,47 @@ TEST(LastError, IsKeptPerThread) {
 INSTANTIATE_TEST_SUITE_P(, Files, ::testing::Values(Place::OnDisk, Place::InTemp), place_name);
 
 }  // namespace
+
+// A new file in memory can take shared bytes as its content (the cabinet
+// cache hands out its entries so); a change to the file leaves them alone.
+TEST(TemporaryFolder, AdoptedBytesAreTheContentAndStayUnchangedByWrites) {
+    wchar_t buffer[MAX_PATH];
+    const std::wstring path = std::wstring(buffer, GetTempPathW(MAX_PATH, buffer)) + L"Adopted.bin";
+    auto shared = std::make_shared<const std::vector<uint8_t>>(std::vector<uint8_t>{'c', 'a', 'c', 'h', 'e'});
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    ASSERT_TRUE(qv::posix::adopt_memory_bytes(file, shared));
+    EXPECT_FALSE(qv::posix::adopt_memory_bytes(file, shared));  // no longer empty
+    EXPECT_EQ(GetFileSize(file, nullptr), 5u);
+    DWORD written = 0;
+    ASSERT_TRUE(WriteFile(file, "!", 1, &written, nullptr));  // appended at the end
+    SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+    ASSERT_TRUE(WriteFile(file, "C", 1, &written, nullptr));
+    EXPECT_EQ(read_all(file), "ache!");
+    CloseHandle(file);
+    EXPECT_EQ(std::string(shared->begin(), shared->end()), "cache");
+    const auto now = qv::posix::memory_file_bytes(qv::posix::posix_path_from_windows(path));
+    ASSERT_NE(now, nullptr);
+    EXPECT_EQ(std::string(now->begin(), now->end()), "Cache!");
+
+    // Only an empty file in memory, open for writing, at its start.
+    HANDLE reader = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_FALSE(qv::posix::adopt_memory_bytes(reader, shared));
+    CloseHandle(reader);
+    ASSERT_TRUE(DeleteFileW(path.c_str()));
+    HANDLE moved = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_TRUE(WriteFile(moved, "x", 1, &written, nullptr));
+    SetFilePointer(moved, 0, nullptr, FILE_BEGIN);
+    SetEndOfFile(moved);
+    SetFilePointer(moved, 1, nullptr, FILE_BEGIN);
+    EXPECT_FALSE(qv::posix::adopt_memory_bytes(moved, shared));  // not at the start
+    CloseHandle(moved);
+    ASSERT_TRUE(DeleteFileW(path.c_str()));
+    HANDLE on_disk = CreateFileW((qv::posix::windows_path_from_posix("/tmp") + L"\\qv-adopt-" +
+                                  std::to_wstring(GetCurrentProcessId()) + L".bin").c_str(),
+                                 GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+    ASSERT_NE(on_disk, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(qv::posix::adopt_memory_bytes(on_disk, shared));
+    CloseHandle(on_disk);
+    EXPECT_FALSE(qv::posix::adopt_memory_bytes(nullptr, shared));
+}

@@ -66,7 +66,7 @@ void Trim(State& s)
         ::mkdir(folder.c_str(), 0700);
         entry.path = folder + "/" + std::to_string(++s.fileCounter);
         std::ofstream out(entry.path, std::ios::binary | std::ios::trunc);
-        out.write(entry.bytes->data(), static_cast<std::streamsize>(entry.bytes->size()));
+        out.write(reinterpret_cast<const char*>(entry.bytes->data()), static_cast<std::streamsize>(entry.bytes->size()));
         out.close();
         if (!out) {  // no room on disk: the entry is simply forgotten
             ::unlink(entry.path.c_str());
@@ -176,7 +176,7 @@ Bytes Get(const Key& key)
         bytes = entry.bytes;
     } else {
         std::ifstream in(entry.path, std::ios::binary);
-        auto read = std::make_shared<std::string>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        auto read = std::make_shared<std::vector<uint8_t>>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
         if (read->size() != entry.size) {  // the file went away: forget it
             ::unlink(entry.path.c_str());
             s.stats.diskBytes -= entry.size;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace qv::mscab::cache {
 
@@ -47,7 +48,7 @@ uint64_t Fingerprint(const unsigned char* bytes, size_t size, uint64_t seed);
 
 // An entry's bytes, shared between the cache and its readers: a copy served
 // from memory costs no copy of the bytes.
-using Bytes = std::shared_ptr<const std::string>;
+using Bytes = std::shared_ptr<const std::vector<uint8_t>>;
 
 bool Contains(const Key& key);
 // The entry's bytes; null when it is not cached (or its file is gone).

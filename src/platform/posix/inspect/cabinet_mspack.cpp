@@ -16,6 +16,7 @@
 
 #include "inspect/cabinet.h"
 #include "platform/posix/inspect/cabinet_cache.h"
+#include "platform/posix/kernel/paths.h"
 
 namespace qv::mscab::backend {
 
@@ -31,7 +32,7 @@ struct File {
     Context* context;
     intptr_t handle;
     bool output;
-    std::string* memory = nullptr;  // output gathered for the entry cache
+    std::vector<uint8_t>* memory = nullptr;  // output gathered for the entry cache
 };
 
 struct Context {
@@ -40,7 +41,7 @@ struct Context {
     mscabd_cabinet* cabinet = nullptr;
     std::string cabinetPath;
     intptr_t output = 0;
-    std::string* memory = nullptr;           // output to memory instead of a handle
+    std::vector<uint8_t>* memory = nullptr;  // output to memory instead of a handle
     qv::win32_exception* pending = nullptr;  // thrown by a callback inside libmspack
     uint64_t bytesRead = 0;
     uint64_t fingerprint = 0;  // of the open cabinet, when the entry cache is on
@@ -179,7 +180,8 @@ int SysWrite(mspack_file* f, void* buffer, int bytes)
     if (!file || bytes < 0)
         return -1;
     if (file->memory) {
-        file->memory->append(static_cast<const char*>(buffer), static_cast<size_t>(bytes));
+        const auto* from = static_cast<const uint8_t*>(buffer);
+        file->memory->insert(file->memory->end(), from, from + bytes);
         return bytes;
     }
     return Guard(
@@ -273,7 +275,7 @@ uint64_t FingerprintOf(const std::string& path)
 
 // Decompresses one entry to the given handle, or to memory when bytes is
 // set; the decompressor's position moves past the entry.
-int Extract(Context* context, mscabd_file* f, intptr_t handle, std::string* bytes)
+int Extract(Context* context, mscabd_file* f, intptr_t handle, std::vector<uint8_t>* bytes)
 {
     mscab_decompressor* d = context->decompressor;
     context->output = handle;
@@ -306,7 +308,7 @@ void Prefetch(Context* context, mscabd_file* wanted)
         const cache::Key key{context->fingerprint, index};
         if (!cache::Fits(f->length) || cache::Contains(key))
             continue;
-        auto bytes = std::make_shared<std::string>();
+        auto bytes = std::make_shared<std::vector<uint8_t>>();
         if (Extract(context, f, 0, bytes.get()) != MSPACK_ERR_OK || context->pending)
             return;  // the wanted entry's own extraction reports the trouble
         cache::Put(key, std::move(bytes));
@@ -314,12 +316,16 @@ void Prefetch(Context* context, mscabd_file* wanted)
 }
 
 // Writes cached bytes to the handle of notification 2; false on a short write.
-bool WriteCached(intptr_t handle, const std::string& bytes)
+bool WriteCached(intptr_t handle, const qv::mscab::cache::Bytes& bytes)
 {
+    // A new file that the kernel keeps in memory takes the cached bytes as
+    // they are, with no copy: they are never changed in place.
+    if (qv::posix::adopt_memory_bytes(reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle(), bytes))
+        return true;
     size_t done = 0;
-    while (done < bytes.size()) {
-        const unsigned piece = static_cast<unsigned>(std::min<size_t>(bytes.size() - done, 1u << 20));
-        if (CabinetEngine::FileWrite(handle, bytes.data() + done, piece) != piece)
+    while (done < bytes->size()) {
+        const unsigned piece = static_cast<unsigned>(std::min<size_t>(bytes->size() - done, 1u << 20));
+        if (CabinetEngine::FileWrite(handle, bytes->data() + done, piece) != piece)
             return false;
         done += piece;
     }
@@ -434,7 +440,7 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         int result = MSPACK_ERR_OK;
         if (!bytes && context->fingerprint && cache::Fits(f->length)) {
             Prefetch(context, f);
-            auto fresh = std::make_shared<std::string>();
+            auto fresh = std::make_shared<std::vector<uint8_t>>();
             if (!context->pending)
                 result = Extract(context, f, 0, fresh.get());
             if (result == MSPACK_ERR_OK && !context->pending) {
@@ -447,7 +453,7 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         if (bytes) {
             bool written = false;
             try {
-                written = WriteCached(hf, *bytes);
+                written = WriteCached(hf, bytes);
             } catch (...) {
                 CabinetEngine::FileClose(hf);
                 throw;

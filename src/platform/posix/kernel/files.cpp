@@ -357,6 +357,20 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
     return handle;
 }
 
+namespace qv::posix {
+
+bool adopt_memory_bytes(void* handle, std::shared_ptr<const std::vector<uint8_t>> bytes) {
+    auto object = find_object(handle);
+    auto* file = dynamic_cast<FileObject*>(object.get());
+    if (!bytes || !file || !file->memory || !file->can_write() || file->position != 0) return false;
+    const uint64_t size = bytes->size();
+    if (!file->memory->adopt(std::move(bytes))) return false;
+    file->position = size;
+    return true;
+}
+
+}  // namespace qv::posix
+
 BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead, LPDWORD lpNumberOfBytesRead,
               LPOVERLAPPED lpOverlapped) {
     if (lpNumberOfBytesRead) *lpNumberOfBytesRead = 0;

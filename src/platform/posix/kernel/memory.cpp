@@ -194,6 +194,15 @@ void MemoryFile::set_read_only(bool on) {
     ctime_ = now();
 }
 
+bool MemoryFile::adopt(std::shared_ptr<const std::vector<uint8_t>> bytes) {
+    std::lock_guard lock(g_memory_lock);
+    if (!bytes || !bytes_->empty()) return false;
+    // Shared with the giver, so own() copies them before a change.
+    bytes_ = std::const_pointer_cast<std::vector<uint8_t>>(std::move(bytes));
+    changed(0);
+    return true;
+}
+
 std::shared_ptr<const std::vector<uint8_t>> MemoryFile::snapshot() const {
     std::lock_guard lock(g_memory_lock);
     return bytes_;

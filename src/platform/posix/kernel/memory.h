@@ -41,6 +41,9 @@ public:
     // Access and write times; null leaves one as it is.
     void set_times(const struct timespec* access, const struct timespec* write);
     void set_read_only(bool on);
+    // Takes `bytes` as the content of a file that is still empty; false
+    // otherwise. They are copied before any change.
+    bool adopt(std::shared_ptr<const std::vector<uint8_t>> bytes);
     // The bytes as they are now; later changes do not touch them.
     std::shared_ptr<const std::vector<uint8_t>> snapshot() const;
 

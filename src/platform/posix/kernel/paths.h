@@ -48,6 +48,12 @@ void unpin_mapped_file(dev_t dev, ino_t ino);
 // memory (see memory.h), else null: readers that open POSIX paths ask first.
 std::shared_ptr<const std::vector<uint8_t>> memory_file_bytes(const std::string& posix_path);
 
+// Gives a file in memory, open for writing through the kernel handle
+// `file`, still empty and at its start, these bytes as its content without a
+// copy (later changes copy them first). False, with nothing done, for any
+// other file.
+bool adopt_memory_bytes(void* file, std::shared_ptr<const std::vector<uint8_t>> bytes);
+
 // Removes this process's scratch root now, with all it holds. For a process
 // that ends through _exit, which skips the removal at exit.
 void remove_scratch_root_now();
