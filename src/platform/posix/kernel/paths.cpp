@@ -169,6 +169,21 @@ bool find_entry(const std::string& folder, const std::string& name, std::string&
     return read_folder(folder, names) && pick_entry(names, name, found);
 }
 
+// 1 when the kept listing of `folder` has an entry named `name` without
+// regard to case (its spelling in `found`: the exact one if there, else the
+// first in byte order), 0 when it has none, -1 when no listing is kept.
+int listed_entry(const std::string& folder, const std::string& name, std::string& found) {
+    std::lock_guard lock(g_listings_lock);
+    auto it = g_listings.find(folder);
+    if (it == g_listings.end()) return -1;
+    const auto& names = it->second.names;
+    if (std::find(names.begin(), names.end(), name) != names.end()) {  // the exact spelling first
+        found = name;
+        return 1;
+    }
+    return pick_entry(names, name, found) ? 1 : 0;
+}
+
 // Brings the listing of the folder of `posix_path`, if one is kept, up to
 // date with a change this process has just made.
 void note_change(const std::string& posix_path, bool added, bool on_disk) {
@@ -358,20 +373,25 @@ void map_windows(std::wstring_view path, MappedPath& mapped) {
     for (size_t i = 0; i + 1 < parts.size(); ++i) parent = join(parent, parts[i]);
     struct stat parent_st;
     // Below the temporary folder, where files come and go by the thousand,
-    // the folder's listing answers for the name: the folder's own lstat
-    // vouches for the listing, and a new name costs no lstat of its own.
-    if (parts.size() > 1 && in_memory_area(exact, false) && lstat(parent.c_str(), &parent_st) == 0 &&
-        S_ISDIR(parent_st.st_mode)) {
+    // the folder's listing answers for the name. Only the kernel changes the
+    // folders there and it keeps their listings current, so a listing once
+    // read is taken as it is; a new name then costs no system call at all.
+    if (parts.size() > 1 && in_memory_area(exact, false)) {
         std::string actual;
-        if (!find_entry(parent, parts.back(), actual, &parent_st)) {
+        int listed = listed_entry(parent, parts.back(), actual);
+        if (listed < 0 && lstat(parent.c_str(), &parent_st) == 0 && S_ISDIR(parent_st.st_mode))
+            listed = find_entry(parent, parts.back(), actual, &parent_st) ? 1 : 0;
+        if (listed == 0) {
             mapped.entry = MappedPath::Entry::absent;
             mapped.posix = std::move(exact);
             return;
         }
-        mapped.posix = join(parent, actual);
-        if (memory_stat(mapped.posix, mapped.st) || lstat(mapped.posix.c_str(), &mapped.st) == 0)
-            mapped.entry = MappedPath::Entry::present;
-        return;
+        if (listed == 1) {
+            mapped.posix = join(parent, actual);
+            if (memory_stat(mapped.posix, mapped.st) || lstat(mapped.posix.c_str(), &mapped.st) == 0)
+                mapped.entry = MappedPath::Entry::present;
+            return;
+        }
     }
     if (lstat(exact.c_str(), &mapped.st) == 0) {
         mapped.entry = MappedPath::Entry::present;
