@@ -57,7 +57,7 @@ bool release_handle(MSIHANDLE handle) {
     --t.open;
     if (handle < t.next) t.next = handle;
     if (doomed.use_count() == 1)
-        if (auto* record = dynamic_cast<RecordObject*>(doomed.get())) keep_fields(std::move(record->fields));
+        if (typeid(*doomed) == typeid(RecordObject)) keep_fields(std::move(static_cast<RecordObject&>(*doomed).fields));
     return true;
 }
 

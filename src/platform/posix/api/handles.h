@@ -28,7 +28,7 @@ public:
 };
 
 // A record: field 0 is the template, fields 1..n the data.
-class RecordObject : public HandleObject {
+class RecordObject final : public HandleObject {
 public:
     std::vector<msidb::Field> fields;  // size n + 1
 

@@ -361,7 +361,7 @@ namespace qv::posix {
 
 bool adopt_memory_bytes(void* handle, std::shared_ptr<const std::vector<uint8_t>> bytes) {
     auto object = find_object(handle);
-    auto* file = dynamic_cast<FileObject*>(object.get());
+    auto* file = object && typeid(*object) == typeid(FileObject) ? static_cast<FileObject*>(object.get()) : nullptr;
     if (!bytes || !file || !file->memory || !file->can_write() || file->position != 0) return false;
     const uint64_t size = bytes->size();
     if (!file->memory->adopt(std::move(bytes))) return false;
@@ -625,12 +625,12 @@ BOOL SetFileTime(HANDLE hFile, const FILETIME* lpCreationTime, const FILETIME* l
 BOOL CloseHandle(HANDLE hObject) {
     auto object = find_object(hObject);
     // Search handles are closed with FindClose, never here.
-    if (!object || dynamic_cast<FindObject*>(object.get())) {
+    if (!object || typeid(*object) == typeid(FindObject)) {
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
     bool written = true;
-    if (auto* file = dynamic_cast<FileObject*>(object.get())) written = file->flush_pending();
+    if (typeid(*object) == typeid(FileObject)) written = static_cast<FileObject&>(*object).flush_pending();
     const int error = errno;
     object.reset();
     unregister_object(hObject);

@@ -10,7 +10,7 @@
 
 namespace qv::posix {
 
-struct FileObject : KernelObject {
+struct FileObject final : KernelObject {
     int fd = -1;  // -1 for a file in memory
     std::shared_ptr<MemoryFile> memory;
     uint64_t position = 0;  // the file pointer of a file in memory
@@ -35,7 +35,7 @@ struct FileObject : KernelObject {
 void flush_all_pending();
 
 // A search: the matching entries, gathered at FindFirstFileW, in order.
-struct FindObject : KernelObject {
+struct FindObject final : KernelObject {
     std::vector<WIN32_FIND_DATAW> entries;
     size_t next = 0;
 };
