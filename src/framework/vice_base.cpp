@@ -8,6 +8,25 @@
 
 namespace {
 
+// The standard traits of wide expressions, with the locale's case table
+// looked up once per expression: the standard ones look it up again for
+// every character they fold while compiling and while matching. The
+// folding itself is the same.
+class CaseTraits : public std::regex_traits<wchar_t> {
+public:
+    CaseTraits() : m_ctype(&std::use_facet<std::ctype<wchar_t>>(getloc())) {}
+    wchar_t translate_nocase(wchar_t c) const { return m_ctype->tolower(c); }
+    locale_type imbue(locale_type locale)
+    {
+        locale_type old = std::regex_traits<wchar_t>::imbue(locale);
+        m_ctype = &std::use_facet<std::ctype<wchar_t>>(getloc());
+        return old;
+    }
+
+private:
+    const std::ctype<wchar_t>* m_ctype;
+};
+
 using NoCase = _stringx<qv::char_traitsi>;
 
 // InstalledTargets lives as long as the library stays loaded.
@@ -64,8 +83,8 @@ bool CQVViceBase::MatchFileTests(const _stringx<>& longName, const FileTestMap& 
         // Compiled for every file and every test on purpose: the lists are
         // short and a check runs once. A bad expression throws from here and
         // ends the check.
-        const std::wregex expression(test.c_str(), test.size(),
-                                     std::regex_constants::ECMAScript | std::regex_constants::icase);
+        const std::basic_regex<wchar_t, CaseTraits> expression(
+            test.c_str(), test.size(), std::regex_constants::ECMAScript | std::regex_constants::icase);
         if (std::regex_match(name, expression) || extension == test) {
             value = testValue;
             return true;
