@@ -99,6 +99,15 @@ public:
         StealFrom(other);
         End();
     }
+    // From a temporary of the other instance: its buffer is taken over, as
+    // a move would; the text is the same as a copy's.
+    template <class OtherTraits>
+    _stringx(_stringx<OtherTraits>&& other) noexcept  // NOLINT: implicit on purpose
+    {
+        Begin();
+        StealFrom(other);
+        End();
+    }
 
     ~_stringx()
     {
@@ -618,7 +627,8 @@ private:
         SetSize(n);
     }
 
-    void StealFrom(_stringx& other) noexcept
+    template <class OtherTraits>
+    void StealFrom(_stringx<OtherTraits>& other) noexcept
     {
         if (other.m_capacity > kInlineCapacity) {
             m_text.heap = other.m_text.heap;

@@ -80,6 +80,34 @@ TEST(StringxMemory, HeapTextAndCopiesGoThroughComMemory)
     EXPECT_EQ(QvLiveBstrCount(), before);
 }
 
+// Between the plain and the case-insensitive instance a temporary gives up
+// its buffer; a named string is copied and keeps its text.
+TEST(StringxMemory, ConversionTakesOverATemporarysBufferAndCopiesANamedOne)
+{
+    const size_t before = QvLiveBstrCount();
+    {
+        S plain(L"a text longer than seven");
+        const SI copied = plain;
+        EXPECT_EQ(QvLiveBstrCount(), before + 2);
+        EXPECT_STREQ(plain.c_str(), L"a text longer than seven");
+        SI taken = S(L"ANOTHER LONG TEXT");
+        EXPECT_EQ(QvLiveBstrCount(), before + 3);  // the temporary's buffer, not a new one
+        EXPECT_TRUE(taken == L"another long text");
+        S back = std::move(taken);
+        EXPECT_EQ(QvLiveBstrCount(), before + 3);
+        EXPECT_STREQ(back.c_str(), L"ANOTHER LONG TEXT");
+        EXPECT_TRUE(taken.empty());
+        const SI small = S(L"short");  // inline either way
+        EXPECT_EQ(QvLiveBstrCount(), before + 3);
+        EXPECT_TRUE(small == L"SHORT");
+        SetLastError(77);
+        const S kept = SI(L"the last error stays as it was");
+        EXPECT_EQ(GetLastError(), 77u);
+        EXPECT_STREQ(kept.c_str(), L"the last error stays as it was");
+    }
+    EXPECT_EQ(QvLiveBstrCount(), before);
+}
+
 TEST(StringxMemory, GrowthRule)
 {
     S s;
