@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -726,12 +727,15 @@ _stringx<T> operator+(const _stringx<T>& a, wchar_t c)
 template <class T>
 bool operator==(const _stringx<T>& a, const _stringx<T>& b) noexcept
 {
-    return a.compare(b) == 0;
+    // Both instances fold one character to one, so equal texts have equal
+    // lengths: a length that differs answers at once.
+    return a.size() == b.size() && a.compare(b) == 0;
 }
 template <class T>
 bool operator==(const _stringx<T>& a, const wchar_t* b) noexcept
 {
-    return a.compare(b) == 0;
+    const std::size_t length = b ? std::wcslen(b) : 0;
+    return a.size() == length && a.compare(b, length) == 0;
 }
 template <class T>
 bool operator<(const _stringx<T>& a, const _stringx<T>& b) noexcept
