@@ -14,6 +14,7 @@
 
 #include "fixture.h"
 #include "platform/posix/inspect/mapped_bytes.h"
+#include "platform/posix/kernel/memory.h"
 
 namespace {
 
@@ -861,4 +862,41 @@ TEST(TemporaryFolder, AdoptedBytesAreTheContentAndStayUnchangedByWrites) {
     EXPECT_FALSE(qv::posix::adopt_memory_bytes(on_disk, shared));
     CloseHandle(on_disk);
     EXPECT_FALSE(qv::posix::adopt_memory_bytes(nullptr, shared));
+}
+
+// Past their budget the files of the temporary folder go to disk, and work
+// as the others do; once room is made, new files are in memory again.
+TEST(TemporaryFolder, PastTheMemoryBudgetNewFilesGoToDisk) {
+    wchar_t buffer[MAX_PATH];
+    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    auto write_new = [&](const std::wstring& name, size_t size) {
+        HANDLE file = CreateFileW((temp + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+        EXPECT_NE(file, INVALID_HANDLE_VALUE);
+        const std::string bytes(size, 'b');
+        DWORD written = 0;
+        EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+        CloseHandle(file);
+    };
+    auto on_disk = [&](const std::wstring& name) {
+        struct stat st;
+        return stat(qv::posix::posix_path_from_windows(temp + name).c_str(), &st) == 0;
+    };
+    const uint64_t old = qv::posix::set_memory_budget(1000);
+    write_new(L"first.bin", 1500);  // made while under the budget
+    write_new(L"second.bin", 10);
+    EXPECT_FALSE(on_disk(L"first.bin"));
+    EXPECT_TRUE(on_disk(L"second.bin"));
+    WIN32_FIND_DATAW data;
+    HANDLE search = FindFirstFileW((temp + L"SECOND.BIN").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(data.nFileSizeLow, 10u);
+    FindClose(search);
+    EXPECT_TRUE(MoveFileExW((temp + L"second.bin").c_str(), (temp + L"first.bin").c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_TRUE(on_disk(L"first.bin"));
+    EXPECT_EQ(GetFileAttributesW((temp + L"second.bin").c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_TRUE(DeleteFileW((temp + L"first.bin").c_str()));
+    write_new(L"third.bin", 10);  // room again
+    EXPECT_FALSE(on_disk(L"third.bin"));
+    EXPECT_TRUE(DeleteFileW((temp + L"third.bin").c_str()));
+    qv::posix::set_memory_budget(old);
 }

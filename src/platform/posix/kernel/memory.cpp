@@ -19,7 +19,7 @@ namespace qv::posix {
 namespace {
 
 // Past this many bytes held, new files go to disk again.
-constexpr uint64_t kMemoryBudget = uint64_t{256} << 20;
+std::atomic<uint64_t> g_memory_budget{uint64_t{256} << 20};
 
 std::mutex g_memory_lock;  // the store and every file's content
 std::unordered_map<std::string, std::shared_ptr<MemoryFile>> g_files;
@@ -211,8 +211,10 @@ std::shared_ptr<const std::vector<uint8_t>> MemoryFile::snapshot() const {
 bool in_memory_area(const std::string& posix_path, bool within_budget) {
     const std::string& temp = temp_folder();
     return posix_path.size() > temp.size() + 1 && posix_path.compare(0, temp.size(), temp) == 0 &&
-           posix_path[temp.size()] == '/' && is_private_path(posix_path) && (!within_budget || g_bytes_held < kMemoryBudget);
+           posix_path[temp.size()] == '/' && is_private_path(posix_path) && (!within_budget || g_bytes_held < g_memory_budget);
 }
+
+uint64_t set_memory_budget(uint64_t bytes) { return g_memory_budget.exchange(bytes); }
 
 std::shared_ptr<MemoryFile> find_memory_file(const std::string& posix_path) {
     std::lock_guard lock(g_memory_lock);

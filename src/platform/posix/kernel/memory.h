@@ -64,6 +64,8 @@ private:
 // do not already hold more than their budget (unless `within_budget` is
 // false: a file that is in memory already moves there at no cost).
 bool in_memory_area(const std::string& posix_path, bool within_budget = true);
+// The budget (256 MB unless set); the old one is returned.
+uint64_t set_memory_budget(uint64_t bytes);
 
 // The store, keyed by exact POSIX path. The callers tell the folder
 // listings of each change (note_entry_added/removed); the store never calls
