@@ -900,3 +900,22 @@ TEST(TemporaryFolder, PastTheMemoryBudgetNewFilesGoToDisk) {
     EXPECT_TRUE(DeleteFileW((temp + L"third.bin").c_str()));
     qv::posix::set_memory_budget(old);
 }
+
+// A file in memory that would grow past what memory can hold fails the
+// write or the new end as a full disk does, and keeps what it had.
+TEST(TemporaryFolder, AFileInMemoryTooLargeToHoldFailsAsAFullDisk) {
+    wchar_t buffer[MAX_PATH];
+    const std::wstring path = std::wstring(buffer, GetTempPathW(MAX_PATH, buffer)) + L"Huge.bin";
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    DWORD written = 0;
+    ASSERT_TRUE(WriteFile(file, "abc", 3, &written, nullptr));
+    LARGE_INTEGER far;
+    far.QuadPart = LONGLONG{1} << 40;
+    ASSERT_TRUE(SetFilePointerEx(file, far, nullptr, FILE_BEGIN));
+    EXPECT_EQ(ERROR_OF(WriteFile(file, "x", 1, &written, nullptr)), ERROR_DISK_FULL);
+    EXPECT_EQ(ERROR_OF(SetEndOfFile(file)), ERROR_DISK_FULL);
+    EXPECT_EQ(GetFileSize(file, nullptr), 3u);
+    CloseHandle(file);
+    EXPECT_TRUE(DeleteFileW(path.c_str()));
+}

@@ -134,7 +134,10 @@ bool copy_into_memory(int from, MemoryFile& to) {
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return false;
         if (got == 0) return true;
-        to.write(offset, buffer, static_cast<size_t>(got));
+        if (!to.write(offset, buffer, static_cast<size_t>(got))) {
+            errno = ENOSPC;  // memory holds no more, as a full disk
+            return false;
+        }
         offset += static_cast<uint64_t>(got);
     }
 }
@@ -167,8 +170,8 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
     if (target) {
         note_entry_added(to, false);
         target->resize(0);
-        if (source) target->write(0, source->data(), source->size());
-        else ok = copy_into_memory(in, *target);
+        if (source && !(ok = target->write(0, source->data(), source->size()))) errno = ENOSPC;
+        if (!source) ok = copy_into_memory(in, *target);
         error = errno;
         if (ok) {
             target->set_times(&from_st.st_atim, &from_st.st_mtim);
@@ -420,7 +423,10 @@ BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite, LPDW
     }
     const auto* bytes = static_cast<const char*>(lpBuffer);
     if (file->memory) {
-        file->memory->write(file->position, bytes, nNumberOfBytesToWrite);
+        if (!file->memory->write(file->position, bytes, nNumberOfBytesToWrite)) {
+            SetLastError(ERROR_DISK_FULL);
+            return FALSE;
+        }
         file->position += nNumberOfBytesToWrite;
         if (lpNumberOfBytesWritten) *lpNumberOfBytesWritten = nNumberOfBytesToWrite;
         return TRUE;
@@ -530,8 +536,9 @@ BOOL SetEndOfFile(HANDLE hFile) {
         return FALSE;
     }
     if (file->memory) {
-        file->memory->resize(file->position);
-        return TRUE;
+        if (file->memory->resize(file->position)) return TRUE;
+        SetLastError(ERROR_DISK_FULL);
+        return FALSE;
     }
     off_t here = lseek(file->fd, 0, SEEK_CUR);
     if (here < 0 || ftruncate(file->fd, here) != 0) {

@@ -126,7 +126,10 @@ HANDLE CreateFileMappingW(HANDLE hFile, LPSECURITY_ATTRIBUTES lpFileMappingAttri
             return nullptr;
         }
         if (file->memory) {
-            file->memory->resize(size);
+            if (!file->memory->resize(size)) {
+                SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+                return nullptr;
+            }
         } else if (ftruncate(file->fd, static_cast<off_t>(size)) != 0) {
             SetLastError(win32_from_errno(errno));
             return nullptr;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 #include "platform/posix/kernel/internal.h"
@@ -38,6 +39,8 @@ struct timespec now() {
 // (A package's embedded cabinets are copied to the temporary folder once per
 // check that reads them.)
 constexpr size_t kSpareMin = size_t{1} << 20;
+// No file in memory grows past this; a write that would fails as on a full disk.
+constexpr uint64_t kLargestFile = uint64_t{1} << 36;
 constexpr size_t kSpareBytes = size_t{128} << 20;
 std::mutex g_spare_lock;
 std::vector<std::vector<uint8_t>> g_spares;
@@ -149,34 +152,46 @@ void MemoryFile::settle_times() const {
     times_due_ = false;
 }
 
-void MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
+bool MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
     std::lock_guard lock(g_memory_lock);
-    std::vector<uint8_t>& content = own();
-    const size_t old_size = content.size();
-    const auto* from = static_cast<const uint8_t*>(bytes);
     const uint64_t end = offset + count;
-    if (end > content.capacity() && end >= kSpareMin) {
-        std::vector<uint8_t> spare = take_spare(static_cast<size_t>(end));
-        if (spare.capacity() >= end) {
-            spare.assign(content.begin(), content.end());
-            content.swap(spare);
+    if (end < offset || end > kLargestFile) return false;
+    try {
+        std::vector<uint8_t>& content = own();
+        const size_t old_size = content.size();
+        const auto* from = static_cast<const uint8_t*>(bytes);
+        if (end > content.capacity() && end >= kSpareMin) {
+            std::vector<uint8_t> spare = take_spare(static_cast<size_t>(end));
+            if (spare.capacity() >= end) {
+                spare.assign(content.begin(), content.end());
+                content.swap(spare);
+            }
         }
+        if (offset == old_size) {  // the common case: appended, with no zeros written first
+            content.insert(content.end(), from, from + count);
+        } else {
+            if (end > old_size) content.resize(static_cast<size_t>(end));
+            if (count) std::memcpy(content.data() + offset, from, count);
+        }
+        changed(old_size);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
-    if (offset == old_size) {  // the common case: appended, with no zeros written first
-        content.insert(content.end(), from, from + count);
-    } else {
-        if (offset + count > old_size) content.resize(static_cast<size_t>(offset + count));
-        if (count) std::memcpy(content.data() + offset, from, count);
-    }
-    changed(old_size);
 }
 
-void MemoryFile::resize(uint64_t size) {
+bool MemoryFile::resize(uint64_t size) {
     std::lock_guard lock(g_memory_lock);
-    std::vector<uint8_t>& content = own();
-    const size_t old_size = content.size();
-    content.resize(static_cast<size_t>(size));
-    changed(old_size);
+    if (size > kLargestFile) return false;
+    try {
+        std::vector<uint8_t>& content = own();
+        const size_t old_size = content.size();
+        content.resize(static_cast<size_t>(size));
+        changed(old_size);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 void MemoryFile::set_times(const struct timespec* access, const struct timespec* write) {

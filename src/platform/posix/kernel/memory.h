@@ -35,9 +35,11 @@ public:
     uint64_t size() const;
     // Reads up to `count` bytes at `offset`; the count read.
     size_t read(uint64_t offset, void* out, size_t count) const;
-    // Writes at `offset`, filling a gap past the end with zeros.
-    void write(uint64_t offset, const void* bytes, size_t count);
-    void resize(uint64_t size);
+    // Writes at `offset`, filling a gap past the end with zeros. False, with
+    // nothing changed, when memory cannot hold the file's new length (a
+    // disk would be full).
+    bool write(uint64_t offset, const void* bytes, size_t count);
+    bool resize(uint64_t size);
     // Access and write times; null leaves one as it is.
     void set_times(const struct timespec* access, const struct timespec* write);
     void set_read_only(bool on);
