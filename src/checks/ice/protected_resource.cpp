@@ -217,8 +217,12 @@ bool CQVIce12::ProtectedKeyMatch(const _stringx<>& fullKey) const
     while (!key.empty()) {
         if (m_protectedKeys.count(key))
             return true;
+        // Cut in place: the parent is a prefix of the key.
         const size_t slash = key.rfind(L'\\');
-        key = slash == NoCase::npos ? NoCase() : key.substr(0, slash);
+        if (slash == NoCase::npos)
+            key.clear();
+        else
+            key.erase(slash);
     }
     return false;
 }
