@@ -919,3 +919,23 @@ TEST(TemporaryFolder, AFileInMemoryTooLargeToHoldFailsAsAFullDisk) {
     CloseHandle(file);
     EXPECT_TRUE(DeleteFileW(path.c_str()));
 }
+
+// A file cannot be made in memory in a folder that does not exist: the
+// calls fail as they do on disk.
+TEST(TemporaryFolder, NoFileInMemoryInAFolderThatIsNotThere) {
+    wchar_t buffer[MAX_PATH];
+    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    const std::wstring lost = temp + L"no such folder\\lost.bin";
+    EXPECT_EQ(open_error(lost, GENERIC_WRITE, 0, CREATE_NEW), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(open_error(lost, GENERIC_WRITE, 0, CREATE_ALWAYS), ERROR_PATH_NOT_FOUND);
+    HANDLE file = CreateFileW((temp + L"here.bin").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    CloseHandle(file);
+    EXPECT_EQ(ERROR_OF(CopyFileW((temp + L"here.bin").c_str(), lost.c_str(), TRUE)), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(ERROR_OF(MoveFileExW((temp + L"here.bin").c_str(), lost.c_str(), 0)), ERROR_PATH_NOT_FOUND);
+    EXPECT_NE(GetFileAttributesW((temp + L"here.bin").c_str()), INVALID_FILE_ATTRIBUTES);  // still there
+    EXPECT_EQ(GetFileAttributesW(lost.c_str()), INVALID_FILE_ATTRIBUTES);
+    WIN32_FIND_DATAW data;
+    EXPECT_EQ(FindFirstFileW((temp + L"no such folder\\*").c_str(), &data), INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(DeleteFileW((temp + L"here.bin").c_str()));
+}

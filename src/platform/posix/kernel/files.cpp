@@ -164,7 +164,7 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
     const bool replacing = memory_stat(to, old_target) || stat(to.c_str(), &old_target) == 0;
     if (replacing) forget_attributes(old_target);
     std::shared_ptr<MemoryFile> target = find_memory_file(to);
-    if (!target && !replacing && in_memory_area(to)) target = create_memory_file(to);
+    if (!target && !replacing && in_memory_area(to) && is_folder(parent_of(to))) target = create_memory_file(to);
     bool ok = true;
     int error = 0;
     if (target) {
@@ -218,7 +218,8 @@ BOOL move_memory_file(const std::string& from, const struct stat& from_st, const
         SetLastError(ERROR_FILE_NOT_FOUND);
         return FALSE;
     }
-    if (!in_memory_area(to, false)) {
+    const bool stays = in_memory_area(to, false) && is_folder(parent_of(to));
+    if (!stays) {
         if (!copy_file(from, from_st, to)) return FALSE;
     } else {
         if (replaced) {
@@ -237,8 +238,8 @@ BOOL move_memory_file(const std::string& from, const struct stat& from_st, const
     // The same file under another case has just been linked under its new
     // spelling: only the old one goes.
     if (remove_memory_file(from)) note_entry_removed(from, false);
-    note_entry_added(to, !in_memory_area(to, false));
-    if (!in_memory_area(to, false)) forget_attributes(from_st);
+    note_entry_added(to, !stays);
+    if (!stays) forget_attributes(from_st);
     return TRUE;
 }
 
@@ -326,7 +327,8 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
             set_mapped_error(ENOENT, mapped);
             return INVALID_HANDLE_VALUE;
         }
-        if (in_memory_area(path)) {
+        // Mapping found the folder, and no entry of the name in it.
+        if (mapped.entry == MappedPath::Entry::absent && in_memory_area(path)) {
             memory = create_memory_file(path);
             if (!memory) {
                 SetLastError(ERROR_FILE_EXISTS);

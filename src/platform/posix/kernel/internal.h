@@ -77,6 +77,8 @@ void set_mapped_error(int error, const MappedPath& mapped);
 // listing the folder's new change time; a file in memory leaves it as is.
 void note_entry_added(const std::string& posix_path, bool on_disk = true);
 void note_entry_removed(const std::string& posix_path, bool on_disk = true);
+// Whether a folder exists there, from its kept listing when there is one.
+bool is_folder(const std::string& posix_path);
 // Whether a path lies in this process's own scratch root.
 bool is_private_path(const std::string& posix_path);
 

@@ -522,6 +522,15 @@ void set_mapped_error(int error, const MappedPath& mapped) {
 
 bool is_private_path(const std::string& posix_path) { return is_private(parent_of(posix_path)); }
 
+bool is_folder(const std::string& posix_path) {
+    {
+        std::lock_guard lock(g_listings_lock);
+        if (g_listings.count(posix_path)) return true;
+    }
+    struct stat st;
+    return lstat(posix_path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 void note_entry_added(const std::string& posix_path, bool on_disk) { note_change(posix_path, true, on_disk); }
 void note_entry_removed(const std::string& posix_path, bool on_disk) { note_change(posix_path, false, on_disk); }
 
