@@ -344,6 +344,9 @@ TEST_P(Files, HandlesShareOneFileItsGapsAndItsEnd) {
 
     EXPECT_EQ(SetFilePointer(a, 20, nullptr, FILE_BEGIN), 20u);
     EXPECT_EQ(GetFileSize(b, nullptr), 11u);  // moving the position alone does not grow the file
+    DWORD none = 0;
+    ASSERT_TRUE(WriteFile(a, "", 0, &none, nullptr));
+    EXPECT_EQ(GetFileSize(b, nullptr), 11u);  // nor does writing nothing there
     ASSERT_TRUE(write_bytes(a, "end"));
     LARGE_INTEGER size{};
     ASSERT_TRUE(GetFileSizeEx(b, &size));

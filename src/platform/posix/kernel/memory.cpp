@@ -21,6 +21,8 @@ namespace {
 
 // Past this many bytes held, new files go to disk again.
 std::atomic<uint64_t> g_memory_budget{uint64_t{256} << 20};
+// No file in memory grows past this; a write that would fails as on a full disk.
+constexpr uint64_t kLargestFile = uint64_t{1} << 36;
 
 std::mutex g_memory_lock;  // the store and every file's content
 std::unordered_map<std::string, std::shared_ptr<MemoryFile>> g_files;
@@ -39,8 +41,6 @@ struct timespec now() {
 // (A package's embedded cabinets are copied to the temporary folder once per
 // check that reads them.)
 constexpr size_t kSpareMin = size_t{1} << 20;
-// No file in memory grows past this; a write that would fails as on a full disk.
-constexpr uint64_t kLargestFile = uint64_t{1} << 36;
 constexpr size_t kSpareBytes = size_t{128} << 20;
 std::mutex g_spare_lock;
 std::vector<std::vector<uint8_t>> g_spares;
@@ -153,6 +153,7 @@ void MemoryFile::settle_times() const {
 }
 
 bool MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
+    if (count == 0) return true;  // nothing written, even past the end
     std::lock_guard lock(g_memory_lock);
     const uint64_t end = offset + count;
     if (end < offset || end > kLargestFile) return false;
@@ -171,7 +172,7 @@ bool MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
             content.insert(content.end(), from, from + count);
         } else {
             if (end > old_size) content.resize(static_cast<size_t>(end));
-            if (count) std::memcpy(content.data() + offset, from, count);
+            std::memcpy(content.data() + offset, from, count);
         }
         changed(old_size);
         return true;
