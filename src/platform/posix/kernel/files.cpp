@@ -62,6 +62,10 @@ void flush_all_pending() {
 
 FileObject::~FileObject() {
     flush_pending();
+    if (gathers_writes) {  // never listed past its life, whatever happened
+        std::lock_guard<std::mutex> lock(g_gathering_lock);
+        g_gathering.erase(this);
+    }
     if (delete_on_close && memory) {
         // Only while the path still names this file.
         if (find_memory_file(path) == memory && remove_memory_file(path)) {
@@ -436,7 +440,9 @@ BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite, LPDW
     constexpr size_t kSmallWrite = 4096;
     constexpr size_t kGathered = 1 << 16;
     if (file->gathers_writes && nNumberOfBytesToWrite < kSmallWrite) {
-        if (file->pending.empty()) {
+        // Only a handle that holds gathered bytes is listed: nothing written
+        // lists nothing.
+        if (file->pending.empty() && nNumberOfBytesToWrite > 0) {
             std::lock_guard<std::mutex> lock(g_gathering_lock);
             g_gathering.insert(file.get());
         }
