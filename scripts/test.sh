@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test: the native unit and fixture tests
-# (CTest), then a short run of each fuzz target under ASan and UBSan.
+# (CTest), a short run of each fuzz target under ASan and UBSan, the kernel's
+# tests under ASan and UBSan, then the Windows product under Wine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -14,6 +15,16 @@ fuzzed=0
 if [ "${QV_SKIP_FUZZ:-0}" != 1 ]; then
   bash scripts/fuzz-smoke.sh "${QV_FUZZ_SECONDS:-20}" | tee -a "$log"
   fuzzed=$(sed -n 's/^fuzz: \([0-9]*\) passed.*/\1/p' "$log" | tail -1)
+fi
+
+# The kernel's tests once more under ASan and UBSan: its handle, file and
+# memory bookkeeping is where a use after free would hide.
+sanitized=0
+if [ "${QV_SKIP_SANITIZED:-0}" != 1 ]; then
+  cmake --preset asan >/dev/null
+  cmake --build --preset asan -j2 --target test_kernel
+  build/asan/tests/test_kernel 2>&1 | tee -a "$log" | tail -3
+  sanitized=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\..*/\1/p' "$log" | tail -1)
 fi
 
 # --- Windows product: QvIce.dll, QvIce.cub, qvice.exe, tested under Wine ---
@@ -36,4 +47,4 @@ if [ "${QV_SKIP_WINE:-0}" != 1 ]; then
 fi
 
 # One closing line for everything that ran (both steps stop this script on a failure).
-echo "all: $((total + fuzzed + wine_passed)) passed, 0 failed"
+echo "all: $((total + fuzzed + sanitized + wine_passed)) passed, 0 failed"
