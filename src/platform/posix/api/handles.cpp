@@ -49,13 +49,15 @@ std::shared_ptr<HandleObject> lookup_handle(MSIHANDLE handle) {
 }
 
 bool release_handle(MSIHANDLE handle) {
-    std::shared_ptr<HandleObject> doomed;  // destroyed outside the lock
-    HandleTable& t = table();
-    std::lock_guard<std::mutex> guard(t.lock);
-    if (handle >= t.objects.size() || !t.objects[handle]) return false;
-    doomed = std::move(t.objects[handle]);
-    --t.open;
-    if (handle < t.next) t.next = handle;
+    std::shared_ptr<HandleObject> doomed;  // destroyed, or its fields kept, outside the lock
+    {
+        HandleTable& t = table();
+        std::lock_guard<std::mutex> guard(t.lock);
+        if (handle >= t.objects.size() || !t.objects[handle]) return false;
+        doomed = std::move(t.objects[handle]);
+        --t.open;
+        if (handle < t.next) t.next = handle;
+    }
     if (doomed.use_count() == 1)
         if (typeid(*doomed) == typeid(RecordObject)) keep_fields(std::move(static_cast<RecordObject&>(*doomed).fields));
     return true;

@@ -254,28 +254,28 @@ uint16_t DosTime(const mscabd_file* f)
 // a mapping: a cabinet the kernel keeps in memory is hashed in place.
 uint64_t FingerprintOf(const std::string& path)
 {
-    const int length = MultiByteToWideChar(CP_THREAD_ACP, 0, path.c_str(), -1, nullptr, 0);
-    if (length <= 1)
-        return 0;
-    std::wstring wide(static_cast<size_t>(length), L'\0');
-    MultiByteToWideChar(CP_THREAD_ACP, 0, path.c_str(), -1, wide.data(), length);
-    const HANDLE file =
-        CreateFileW(wide.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return 0;
     uint64_t hash = 0;
-    LARGE_INTEGER size{};
-    if (GetFileSizeEx(file, &size) && size.QuadPart > 0) {
-        if (const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr)) {
-            if (const void* view = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0)) {
-                hash = qv::mscab::cache::Fingerprint(static_cast<const unsigned char*>(view),
-                                                     static_cast<size_t>(size.QuadPart), 0);
-                UnmapViewOfFile(view);
+    try {
+        const intptr_t handle = CabinetEngine::FileOpen(path.c_str(), 0, 0);
+        if (handle == -1)
+            return 0;
+        const HANDLE file = reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle();
+        LARGE_INTEGER size{};
+        if (GetFileSizeEx(file, &size) && size.QuadPart > 0) {
+            if (const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr)) {
+                if (const void* view = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0)) {
+                    hash = qv::mscab::cache::Fingerprint(static_cast<const unsigned char*>(view),
+                                                         static_cast<size_t>(size.QuadPart), 0);
+                    UnmapViewOfFile(view);
+                }
+                CloseHandle(mapping);
             }
-            CloseHandle(mapping);
         }
+        CabinetEngine::FileClose(handle);
+    } catch (qv::win32_exception* e) {
+        delete e;
+        return 0;
     }
-    CloseHandle(file);
     return hash;
 }
 

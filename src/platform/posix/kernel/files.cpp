@@ -113,37 +113,38 @@ void set_read_only(const std::string& path, const struct stat& st, bool on) {
     if (mode != (st.st_mode & 07777)) chmod(path.c_str(), mode);
 }
 
-bool copy_contents(int from, int to) {
+// Reads a file to its end, handing each piece to `put`; false with errno set
+// when a read fails or `put` does.
+template <class Put>
+bool read_pieces(int from, Put&& put) {
     char buffer[65536];
     for (;;) {
         ssize_t got = read(from, buffer, sizeof(buffer));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return false;
         if (got == 0) return true;
-        for (ssize_t done = 0; done < got;) {
-            ssize_t put = write(to, buffer + done, static_cast<size_t>(got - done));
-            if (put < 0 && errno == EINTR) continue;
-            if (put < 0) return false;
-            done += put;
-        }
+        if (!put(buffer, static_cast<size_t>(got))) return false;
     }
+}
+
+bool copy_contents(int from, int to) {
+    return read_pieces(from, [to](const char* piece, size_t size) {
+        size_t done = 0;
+        return write_all(to, piece, size, done);
+    });
 }
 
 // Copies the bytes of a file on disk into a file in memory.
 bool copy_into_memory(int from, MemoryFile& to) {
-    char buffer[65536];
     uint64_t offset = 0;
-    for (;;) {
-        ssize_t got = read(from, buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return false;
-        if (got == 0) return true;
-        if (!to.write(offset, buffer, static_cast<size_t>(got))) {
+    return read_pieces(from, [&](const char* piece, size_t size) {
+        if (!to.write(offset, piece, size)) {
             errno = ENOSPC;  // memory holds no more, as a full disk
             return false;
         }
-        offset += static_cast<uint64_t>(got);
-    }
+        offset += size;
+        return true;
+    });
 }
 
 // Copies a regular file with its times and attributes; the caller has done

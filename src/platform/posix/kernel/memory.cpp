@@ -28,7 +28,7 @@ std::mutex g_memory_lock;  // the store and every file's content
 std::unordered_map<std::string, std::shared_ptr<MemoryFile>> g_files;
 std::unordered_map<std::string, std::vector<std::string>> g_names;  // folder -> names
 std::atomic<uint64_t> g_bytes_held{0};
-ino_t g_next_ino = 1;
+std::atomic<ino_t> g_next_ino{1};
 
 struct timespec now() {
     struct timespec ts;
@@ -247,12 +247,8 @@ bool memory_stat(const std::string& posix_path, struct stat& st) {
 }
 
 std::shared_ptr<MemoryFile> create_memory_file(const std::string& posix_path) {
-    std::lock_guard lock(g_memory_lock);
-    auto [it, added] = g_files.try_emplace(posix_path);
-    if (!added) return nullptr;
-    it->second = std::make_shared<MemoryFile>(g_next_ino++);
-    add_name(posix_path);
-    return it->second;
+    auto file = std::make_shared<MemoryFile>(g_next_ino++);
+    return link_memory_file(posix_path, file) ? file : nullptr;
 }
 
 bool link_memory_file(const std::string& posix_path, std::shared_ptr<MemoryFile> file) {
