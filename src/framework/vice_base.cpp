@@ -1,31 +1,12 @@
 #include "framework/vice_base.h"
 
-#include <regex>
 #include <string>
 
 #include "database/views.h"
+#include "framework/file_test_expression.h"
 #include "inspect/content_inspector.h"
 
 namespace {
-
-// The standard traits of wide expressions, with the locale's case table
-// looked up once per expression: the standard ones look it up again for
-// every character they fold while compiling and while matching. The
-// folding itself is the same.
-class CaseTraits : public std::regex_traits<wchar_t> {
-public:
-    CaseTraits() : m_ctype(&std::use_facet<std::ctype<wchar_t>>(getloc())) {}
-    wchar_t translate_nocase(wchar_t c) const { return m_ctype->tolower(c); }
-    locale_type imbue(locale_type locale)
-    {
-        locale_type old = std::regex_traits<wchar_t>::imbue(locale);
-        m_ctype = &std::use_facet<std::ctype<wchar_t>>(getloc());
-        return old;
-    }
-
-private:
-    const std::ctype<wchar_t>* m_ctype;
-};
 
 using NoCase = _stringx<qv::char_traitsi>;
 
@@ -75,7 +56,6 @@ void CQVViceBase::LoadFileTests(const _stringx<>& name, FileTestMap& tests)
 
 bool CQVViceBase::MatchFileTests(const _stringx<>& longName, const FileTestMap& tests, NoCase& value)
 {
-    const std::wstring name(longName.view());
     const NoCase extension = FileNameExtension(longName);
     for (const auto& [test, testValue] : tests) {
         if (test.empty())
@@ -83,9 +63,8 @@ bool CQVViceBase::MatchFileTests(const _stringx<>& longName, const FileTestMap& 
         // Compiled for every file and every test on purpose: the lists are
         // short and a check runs once. A bad expression throws from here and
         // ends the check.
-        const std::basic_regex<wchar_t, CaseTraits> expression(
-            test.c_str(), test.size(), std::regex_constants::ECMAScript | std::regex_constants::icase);
-        if (std::regex_match(name, expression) || extension == test) {
+        const qv::FileTestExpression expression(test.view());
+        if (expression.FullMatch(longName.view()) || extension == test) {
             value = testValue;
             return true;
         }
