@@ -1,6 +1,8 @@
 #include "framework/file_test_expression.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 
 namespace qv {
 
@@ -23,7 +25,7 @@ bool PunctuationEscape(wchar_t c)
 
 }  // namespace
 
-FileTestExpression::FileTestExpression(std::wstring_view text)
+FileTestExpression::FileTestExpression(std::wstring_view text, const CaseTraits& traits) : m_traits(traits)
 {
     if (!CompilePlain(text)) {
         m_steps.clear();
@@ -35,11 +37,8 @@ bool FileTestExpression::CompilePlain(std::wstring_view text)
 {
     if (text.empty())
         return false;
-    const wchar_t digitName[] = L"d";
-    m_digit = m_traits.lookup_classname(digitName, digitName + 1, true);
-    const wchar_t lineEnds[] = {L'\n', L'\r', L'\u2028', L'\u2029'};
-    for (std::size_t i = 0; i < 4; ++i)
-        m_lineEnds[i] = m_traits.translate_nocase(lineEnds[i]);
+    bool digits = false;
+    bool anyButLineEnd = false;
     m_steps.reserve(text.size());
     std::size_t at = 0;
     while (at < text.size()) {
@@ -49,14 +48,17 @@ bool FileTestExpression::CompilePlain(std::wstring_view text)
             if (at == text.size())
                 return false;
             const wchar_t escaped = text[at++];
-            if (escaped == L'd')
+            if (escaped == L'd') {
                 step.kind = Kind::Digit;
+                digits = true;
+            }
             else if (PunctuationEscape(escaped))
                 step.folded = m_traits.translate_nocase(escaped);
             else
                 return false;
         } else if (c == L'.') {
             step.kind = Kind::AnyButLineEnd;
+            anyButLineEnd = true;
         } else if (Special(c) || c < L' ') {
             return false;
         } else {
@@ -74,6 +76,15 @@ bool FileTestExpression::CompilePlain(std::wstring_view text)
             if (at < text.size() && (text[at] == L'*' || text[at] == L'+' || text[at] == L'?' || text[at] == L'{'))
                 return false;
         }
+    }
+    if (digits) {
+        const wchar_t digitName[] = L"d";
+        m_digit = m_traits.lookup_classname(digitName, digitName + 1, true);
+    }
+    if (anyButLineEnd) {
+        const wchar_t lineEnds[] = {L'\n', L'\r', L'\u2028', L'\u2029'};
+        for (std::size_t i = 0; i < 4; ++i)
+            m_lineEnds[i] = m_traits.translate_nocase(lineEnds[i]);
     }
     return true;
 }
@@ -95,8 +106,42 @@ bool FileTestExpression::FullMatch(std::wstring_view name) const
 {
     if (m_engine)
         return std::regex_match(name.begin(), name.end(), *m_engine);
-    // reached[i]: the first i steps can consume what has been read so far.
-    // A repeating step may also be passed over without reading anything.
+    return m_steps.size() < 64 ? MatchFewSteps(name) : MatchManySteps(name);
+}
+
+// Bit i of reached: the first i steps can consume what has been read so
+// far. A repeating step may also be passed over without reading anything.
+bool FileTestExpression::MatchFewSteps(std::wstring_view name) const
+{
+    const std::size_t count = m_steps.size();
+    std::uint64_t repeating = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        repeating |= static_cast<std::uint64_t>(m_steps[i].repeats) << i;
+    const auto passOver = [&](std::uint64_t set) {
+        for (std::size_t i = 0; i < count; ++i)
+            if ((set & repeating) >> i & 1)
+                set |= std::uint64_t{1} << (i + 1);
+        return set;
+    };
+    std::uint64_t reached = passOver(1);
+    for (const wchar_t c : name) {
+        const wchar_t folded = m_traits.translate_nocase(c);
+        std::uint64_t next = 0;
+        for (std::uint64_t left = reached & ((std::uint64_t{1} << count) - 1); left != 0; left &= left - 1) {
+            const auto i = static_cast<std::size_t>(std::countr_zero(left));
+            if (Accepts(m_steps[i], folded, c))
+                next |= std::uint64_t{1} << (m_steps[i].repeats ? i : i + 1);
+        }
+        if (next == 0)
+            return false;
+        reached = passOver(next);
+    }
+    return (reached >> count & 1) != 0;
+}
+
+// The same walk with a byte per step, for expressions of 64 steps or more.
+bool FileTestExpression::MatchManySteps(std::wstring_view name) const
+{
     const std::size_t count = m_steps.size();
     std::vector<unsigned char> reached(count + 1, 0);
     std::vector<unsigned char> next(count + 1, 0);

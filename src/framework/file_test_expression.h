@@ -37,9 +37,10 @@ private:
 
 class FileTestExpression {
 public:
-    // Compiles text. An expression the standard engine rejects throws its
+    // Compiles text, reading characters through traits, which must outlive
+    // the expression. An expression the standard engine rejects throws its
     // std::regex_error.
-    explicit FileTestExpression(std::wstring_view text);
+    FileTestExpression(std::wstring_view text, const CaseTraits& traits);
 
     // True when the expression matches all of name.
     bool FullMatch(std::wstring_view name) const;
@@ -58,11 +59,13 @@ private:
 
     bool CompilePlain(std::wstring_view text);
     bool Accepts(const Step& step, wchar_t folded, wchar_t original) const;
+    bool MatchFewSteps(std::wstring_view name) const;
+    bool MatchManySteps(std::wstring_view name) const;
 
-    CaseTraits m_traits;
+    const CaseTraits& m_traits;
     std::vector<Step> m_steps;
-    std::regex_traits<wchar_t>::char_class_type m_digit{};
-    wchar_t m_lineEnds[4]{};  // '\n', '\r', U+2028, U+2029, case folded
+    std::regex_traits<wchar_t>::char_class_type m_digit{};  // set when a step is '\d'
+    wchar_t m_lineEnds[4]{};  // '\n', '\r', U+2028, U+2029, case folded; set when a step is '.'
     std::optional<std::basic_regex<wchar_t, CaseTraits>> m_engine;
 };
 

@@ -57,13 +57,14 @@ void CQVViceBase::LoadFileTests(const _stringx<>& name, FileTestMap& tests)
 bool CQVViceBase::MatchFileTests(const _stringx<>& longName, const FileTestMap& tests, NoCase& value)
 {
     const NoCase extension = FileNameExtension(longName);
+    const qv::CaseTraits traits;
     for (const auto& [test, testValue] : tests) {
         if (test.empty())
             continue;
         // Compiled for every file and every test on purpose: the lists are
         // short and a check runs once. A bad expression throws from here and
         // ends the check.
-        const qv::FileTestExpression expression(test.view());
+        const qv::FileTestExpression expression(test.view(), traits);
         if (expression.FullMatch(longName.view()) || extension == test) {
             value = testValue;
             return true;

@@ -28,7 +28,8 @@ std::optional<bool> Standard(const std::wstring& expression, const std::wstring&
 std::optional<bool> Ours(const std::wstring& expression, const std::wstring& name, bool* plain = nullptr)
 {
     try {
-        const FileTestExpression compiled(expression);
+        const qv::CaseTraits traits;
+        const FileTestExpression compiled(expression, traits);
         if (plain)
             *plain = compiled.Plain();
         return compiled.FullMatch(name);
@@ -41,12 +42,12 @@ TEST(FileTestExpression, TheTestsPeopleWriteAreCompiledPlain)
 {
     for (const wchar_t* text : {L"iexplore\\.exe", L"dotnetfx.*\\.exe", L"ndp\\d+.*\\.exe", L".msu", L"web\\.config",
                                 L"ejb-jar\\.xml", L"a+b*", L"\\\\x\\$"}) {
-        const FileTestExpression expression(text);
+        const FileTestExpression expression(text, qv::CaseTraits());
         EXPECT_TRUE(expression.Plain()) << text;
     }
     for (const wchar_t* text : {L"[a-z]+\\.exe", L"a|b", L"(a)", L"a?", L"a*?", L"\\w+", L"a{2}", L"^a$", L"\\x41",
                                 L"(a)\\1", L"a\nb", L"]"}) {
-        const FileTestExpression expression(text);
+        const FileTestExpression expression(text, qv::CaseTraits());
         EXPECT_FALSE(expression.Plain()) << text;
     }
 }
@@ -70,14 +71,33 @@ TEST(FileTestExpression, MatchesTheWholeNameIgnoringCase)
     EXPECT_EQ(Ours(L"\u00c9t\u00e9", L"\u00e9T\u00c9"), Standard(L"\u00c9t\u00e9", L"\u00e9T\u00c9"));
 }
 
+// Expressions of 64 steps and more take a walk of their own.
+TEST(FileTestExpression, LongExpressionsMatchAsShortOnes)
+{
+    for (const std::size_t length : {62u, 63u, 64u, 65u, 130u}) {
+        const std::wstring expression = std::wstring(length - 2, L'a') + L"\\d+";
+        for (const std::wstring& name : {std::wstring(length - 2, L'A') + L"7", std::wstring(length - 2, L'a') + L"12",
+                                         std::wstring(length - 2, L'a'), std::wstring(length - 3, L'a') + L"1",
+                                         std::wstring(length - 2, L'a') + L"1x"}) {
+            bool plain = false;
+            EXPECT_EQ(Ours(expression, name, &plain), Standard(expression, name)) << length << " " << name.size();
+            EXPECT_TRUE(plain);
+        }
+    }
+    const std::wstring stars = L"a*" + std::wstring(70, L'.') + L"b*";
+    for (const std::size_t length : {69u, 70u, 71u, 90u})
+        EXPECT_EQ(Ours(stars, std::wstring(length, L'a')), length >= 70) << length;
+}
+
 TEST(FileTestExpression, BadExpressionsThrowAsTheStandardEngineDoes)
 {
     for (const wchar_t* text : {L"*a", L"a**", L"+", L"\\", L"(", L"a{", L"[", L"a++", L"\\c"}) {
         const bool standardThrows = !Standard(text, L"a").has_value();
         EXPECT_EQ(!Ours(text, L"a").has_value(), standardThrows) << text;
     }
-    EXPECT_THROW(FileTestExpression(L"*a"), std::regex_error);
-    EXPECT_THROW(FileTestExpression(L"abc\\"), std::regex_error);
+    const qv::CaseTraits traits;
+    EXPECT_THROW(FileTestExpression(L"*a", traits), std::regex_error);
+    EXPECT_THROW(FileTestExpression(L"abc\\", traits), std::regex_error);
 }
 
 // Random expressions of plain and other pieces against random names: every
