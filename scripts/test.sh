@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test: the native unit and fixture tests
 # (CTest), a short run of each fuzz target under ASan and UBSan, the kernel's
-# tests under ASan and UBSan, then the Windows product under Wine.
+# and the database helpers' tests under ASan and UBSan, then the Windows
+# product under Wine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -17,14 +18,18 @@ if [ "${QV_SKIP_FUZZ:-0}" != 1 ]; then
   fuzzed=$(sed -n 's/^fuzz: \([0-9]*\) passed.*/\1/p' "$log" | tail -1)
 fi
 
-# The kernel's tests once more under ASan and UBSan: its handle, file and
-# memory bookkeeping is where a use after free would hide.
+# The kernel's tests and the database helpers' tests once more under ASan and
+# UBSan: the kernel's handle, file and memory bookkeeping, and fetched rows
+# that point into the package's texts, are where a use after free would hide.
 sanitized=0
 if [ "${QV_SKIP_SANITIZED:-0}" != 1 ]; then
   cmake --preset asan >/dev/null
-  cmake --build --preset asan -j2 --target test_kernel
+  cmake --build --preset asan -j2 --target test_kernel test_framework
+  passed() { sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\..*/\1/p' "$log" | tail -1; }
   build/asan/tests/test_kernel 2>&1 | tee -a "$log" | tail -3
-  sanitized=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\..*/\1/p' "$log" | tail -1)
+  kernel=$(passed)
+  build/asan/tests/test_framework '--gtest_filter=DatabaseHelpers.*' 2>&1 | tee -a "$log" | tail -3
+  sanitized=$((kernel + $(passed)))
 fi
 
 # --- Windows product: QvIce.dll, QvIce.cub, qvice.exe, tested under Wine ---

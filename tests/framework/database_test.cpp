@@ -1,6 +1,7 @@
 // The database helpers over fixture packages: table tests, first-row
 // fetches, long fields, formatted records and the installer error path.
 #include "database/views.h"
+#include "platform/posix/api/database_posix.h"
 #include "framework/fixture.h"
 
 namespace {
@@ -84,6 +85,30 @@ TEST_F(DatabaseHelpers, FetchLoopVisitsEveryRowAndClosesItsHandles)
         L"SELECT `Property` FROM `Property` ORDER BY `Property`");
     EXPECT_EQ(names, (std::vector<std::wstring>{L"Long2047", L"Long2048", L"Long5000", L"ProductName"}));
     EXPECT_EQ(MsiRecordGetFieldCount(seen), static_cast<UINT>(-1));  // closed on the way out
+}
+
+// A fetched row's texts stay with the record: after the package gains
+// thousands of texts, and after its view and database close.
+TEST_F(DatabaseHelpers, AFetchedRowKeepsItsTextsWhileThePackageGrowsAndCloses)
+{
+    const std::wstring wide(s_msi.begin(), s_msi.end());
+    MSIHANDLE db = 0, view = 0, record = 0;
+    ASSERT_EQ(MsiOpenDatabaseW(wide.c_str(), MSIDBOPEN_READONLY, &db), ERROR_SUCCESS);
+    ASSERT_EQ(FetchFirst(view, db, record, L"SELECT `Property`, `Value` FROM `Property` WHERE `Property` = '%s'",
+                         L"ProductName"),
+              ERROR_SUCCESS);
+    for (int i = 0; i < 3000; ++i)
+        ASSERT_TRUE(qv::posix::SetPropertyRow(db, L"Grown" + std::to_wstring(i), std::to_wstring(i)));
+    // The row is as it was when fetched, even where the table changed since.
+    ASSERT_TRUE(qv::posix::SetPropertyRow(db, L"ProductName", L"Other"));
+    EXPECT_EQ(RecordFieldString(record, 2), L"Quill");
+    MsiCloseHandle(view);
+    MsiCloseHandle(db);
+    EXPECT_EQ(RecordFieldString(record, 1), L"ProductName");
+    EXPECT_EQ(RecordFieldString(record, 2), L"Quill");
+    EXPECT_EQ(MsiRecordDataSize(record, 1), 11u);
+    EXPECT_EQ(MsiRecordIsNull(record, 2), FALSE);
+    MsiCloseHandle(record);
 }
 
 TEST_F(DatabaseHelpers, LongFieldsInlineAndOnTheHeap)

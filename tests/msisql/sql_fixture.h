@@ -81,7 +81,7 @@ inline std::wstring render(const std::vector<Field>& row) {
         switch (f.kind) {
         case msidb::CellKind::Null: out += L'~'; break;
         case msidb::CellKind::Integer: out += std::to_wstring(f.integer); break;
-        case msidb::CellKind::String: out += f.text; break;
+        case msidb::CellKind::String: out += f.text(); break;
         case msidb::CellKind::Stream: out += L'#' + std::to_wstring(f.stream->size()); break;
         }
     }

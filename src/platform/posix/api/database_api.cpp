@@ -157,7 +157,8 @@ UINT MsiViewFetch(MSIHANDLE hView, MSIHANDLE* phRecord) {
         qv::winapi::keep_fields(std::move(fields));
         return ERROR_NO_MORE_ITEMS;
     }
-    *phRecord = qv::winapi::make_record(std::move(fields));
+    // The row's texts stay in the database; the record keeps it alive.
+    *phRecord = qv::winapi::make_record(std::move(fields), view->db);
     return ERROR_SUCCESS;
 }
 

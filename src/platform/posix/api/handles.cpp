@@ -77,8 +77,9 @@ void keep_fields(std::vector<msidb::Field>&& fields) {
         f.integer = 0;
         f.stream.reset();
         f.stream_pos = 0;
-        if (f.text.capacity() > kSpareTextRoom) std::wstring().swap(f.text);
-        f.text.clear();
+        if (f.owned.capacity() > kSpareTextRoom) std::wstring().swap(f.owned);
+        f.owned.clear();
+        f.borrowed = nullptr;
     }
     std::lock_guard<std::mutex> guard(g_spare_lock);
     if (g_spare_fields.size() < kSpareVectors) g_spare_fields.push_back(std::move(fields));
@@ -101,9 +102,10 @@ size_t open_handle_count() {
     return t.open;
 }
 
-MSIHANDLE make_record(std::vector<msidb::Field> fields) {
+MSIHANDLE make_record(std::vector<msidb::Field> fields, std::shared_ptr<const msidb::Database> pool) {
     auto record = std::make_shared<RecordObject>();
     record->fields = std::move(fields);
+    record->pool = std::move(pool);
     if (record->fields.empty()) record->fields.resize(1);
     return register_handle(record);
 }

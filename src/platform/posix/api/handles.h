@@ -31,6 +31,8 @@ public:
 class RecordObject final : public HandleObject {
 public:
     std::vector<msidb::Field> fields;  // size n + 1
+    // The database whose texts the fields of a fetched row borrow.
+    std::shared_ptr<const msidb::Database> pool;
 
     UINT count() const { return fields.empty() ? 0 : static_cast<UINT>(fields.size() - 1); }
     // Null for a field beyond the count.
@@ -51,8 +53,9 @@ bool release_handle(MSIHANDLE handle);
 size_t release_all_handles();
 size_t open_handle_count();
 
-// A new record handle holding `fields` (field 0 first).
-MSIHANDLE make_record(std::vector<msidb::Field> fields);
+// A new record handle holding `fields` (field 0 first); `pool` is the
+// database whose texts they borrow, if any.
+MSIHANDLE make_record(std::vector<msidb::Field> fields, std::shared_ptr<const msidb::Database> pool = {});
 
 // The field vectors of records that went, kept with their text buffers for
 // the next rows fetched: a walk over many rows then allocates little per row.

@@ -26,7 +26,7 @@ std::wstring_view field_text(const Field& f, wchar_t (&digits)[16]) {
         const int length = std::swprintf(digits, 16, L"%d", static_cast<int>(f.integer));
         return std::wstring_view(digits, length > 0 ? static_cast<size_t>(length) : 0);
     }
-    case CellKind::String: return f.text;
+    case CellKind::String: return f.text();
     default: return std::wstring_view();
     }
 }
@@ -78,7 +78,7 @@ UINT MsiRecordDataSize(MSIHANDLE hRecord, UINT iField) {
     if (!f) return 0;
     switch (f->kind) {
     case CellKind::Integer: return sizeof(int);
-    case CellKind::String: return static_cast<UINT>(f->text.size());
+    case CellKind::String: return static_cast<UINT>(f->text().size());
     case CellKind::Stream: return static_cast<UINT>(f->stream ? f->stream->size() : 0);
     case CellKind::Null: break;
     }
@@ -92,7 +92,7 @@ int MsiRecordGetInteger(MSIHANDLE hRecord, UINT iField) {
     if (!f) return MSI_NULL_INTEGER;
     if (f->kind == CellKind::Integer) return f->integer;
     int value = 0;
-    if (f->kind == CellKind::String && parse_integer(f->text, value)) return value;
+    if (f->kind == CellKind::String && parse_integer(f->text(), value)) return value;
     return MSI_NULL_INTEGER;
 }
 

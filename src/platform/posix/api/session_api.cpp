@@ -24,7 +24,7 @@ RecordText record_text(const RecordObject& record) {
     text.reserve(record.fields.size());
     for (const auto& field : record.fields) {
         switch (field.kind) {
-        case qv::msidb::CellKind::String: text.emplace_back(field.text); break;
+        case qv::msidb::CellKind::String: text.emplace_back(field.text()); break;
         case qv::msidb::CellKind::Integer: text.emplace_back(std::to_wstring(field.integer)); break;
         default: text.emplace_back(std::nullopt); break;
         }

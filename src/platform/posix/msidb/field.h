@@ -13,11 +13,18 @@ namespace qv::msidb {
 struct Field {
     CellKind kind = CellKind::Null;
     int32_t integer = 0;
-    std::wstring text;
+    // The text of a string field is its own, or borrowed from a database's
+    // string pool: a fetched row points at the pool instead of copying every
+    // text, since most rows are read a field or two at a time. The holder of
+    // a field with borrowed text keeps the database alive (the pool never
+    // drops or moves a text).
+    std::wstring owned;
+    const std::wstring* borrowed = nullptr;
     std::shared_ptr<const StreamSource> stream;
     uint64_t stream_pos = 0;  // read position of MsiRecordReadStream
 
     bool is_null() const { return kind == CellKind::Null; }
+    const std::wstring& text() const { return borrowed ? *borrowed : owned; }
 
     static Field from_int(int32_t v) {
         Field f;
@@ -30,7 +37,7 @@ struct Field {
         Field f;
         if (!v.empty()) {
             f.kind = CellKind::String;
-            f.text = std::move(v);
+            f.owned = std::move(v);
         }
         return f;
     }

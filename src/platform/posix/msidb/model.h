@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -136,7 +137,9 @@ public:
     int codepage = 0;          // database code page from the string pool header
     bool long_string_refs = false;
 
-    std::vector<std::wstring> strings{std::wstring()};  // string pool; id 0 is null
+    // String pool; id 0 is null. A deque, so that a text keeps its address
+    // while the pool grows: fetched fields point at it.
+    std::deque<std::wstring> strings{std::wstring()};
     std::vector<Table> tables;                          // in _Tables order
     std::vector<std::shared_ptr<const StreamSource>> streams;  // targets of stream cells
 

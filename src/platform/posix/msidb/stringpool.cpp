@@ -121,7 +121,6 @@ bool load_string_pool(const std::vector<uint8_t>& pool, const std::vector<uint8_
     TextDecoder decoder(db.codepage);
     const size_t slots = (pool.size() - 4) / 4;
     db.strings.assign(1, std::wstring());
-    db.strings.reserve(slots + 1);
     size_t offset = 0;
     for (size_t slot = 0; slot < slots; ++slot) {
         const size_t at = 4 + slot * 4;

@@ -150,23 +150,26 @@ private:
         return true;
     }
 
-    // Field::from_cell into an existing field, keeping its text buffer so that
-    // fetching into the same row vector does not allocate for every string.
+    // Field::from_cell into an existing field, with the text borrowed from
+    // the pool: the row's holder keeps the database alive.
     void assign(Field& f, const Cell& c) const {
         f.integer = 0;
         f.stream_pos = 0;
         f.stream.reset();
         f.kind = CellKind::Null;
+        f.owned.clear();
+        f.borrowed = nullptr;
         switch (c.kind) {
         case CellKind::Integer:
             f.kind = CellKind::Integer;
             f.integer = c.value;
-            f.text.clear();
             return;
         case CellKind::String: {
             const std::wstring& text = db_.string(c.value);
-            f.text.assign(text);
-            if (!text.empty()) f.kind = CellKind::String;
+            if (!text.empty()) {
+                f.kind = CellKind::String;
+                f.borrowed = &text;
+            }
             return;
         }
         case CellKind::Stream:
@@ -177,7 +180,6 @@ private:
             break;
         case CellKind::Null: break;
         }
-        f.text.clear();
     }
 
     bool resolve(const ColumnRef& ref, std::wstring_view sql, BoundColumn& out, Error& error) const;
@@ -385,7 +387,7 @@ bool SelectQuery::execute(const std::vector<Field>& params, Error& error) {
         }
         n.value_kind = f.is_null() ? CellKind::Null : f.kind;
         n.integer = f.integer;
-        n.text = f.kind == CellKind::String ? f.text : std::wstring();
+        n.text = f.kind == CellKind::String ? f.text() : std::wstring();
     }
 
     for (uint32_t level = 0; level < tables_.size(); ++level) {

@@ -42,7 +42,8 @@ public:
     // earlier execution. Returns false with `error` set on failure.
     virtual bool execute(const std::vector<msidb::Field>& params, Error& error) = 0;
     // Next row into row[first...] (row[0..first) are left as they are), or
-    // false at the end (or when not executed).
+    // false at the end (or when not executed). String fields borrow their
+    // text from the database, which must outlive them.
     virtual bool fetch(std::vector<msidb::Field>& row, size_t first = 0) = 0;
     virtual bool executed() const = 0;
     // Ends the current execution.
