@@ -54,20 +54,26 @@ TEST(FileTestExpression, TheTestsPeopleWriteAreCompiledPlain)
 
 TEST(FileTestExpression, MatchesTheWholeNameIgnoringCase)
 {
-    EXPECT_EQ(Ours(L"ndp\\d+.*\\.exe", L"NDP48-x86-x64-AllOS-ENU.EXE"), true);
-    EXPECT_EQ(Ours(L"ndp\\d+.*\\.exe", L"ndp.exe"), false);
-    EXPECT_EQ(Ours(L"ndp\\d+.*\\.exe", L"xndp4.exe"), false);
-    EXPECT_EQ(Ours(L"iexplore\\.exe", L"iexploreXexe"), false);
-    EXPECT_EQ(Ours(L"iexplore.exe", L"iexploreXexe"), true);
-    EXPECT_EQ(Ours(L".sys", L"a.sys"), false);
-    EXPECT_EQ(Ours(L".sys", L"Xsys"), true);
-    EXPECT_EQ(Ours(L"a*", L""), true);
-    EXPECT_EQ(Ours(L"a+", L""), false);
-    EXPECT_EQ(Ours(L"a+", L"AaA"), true);
-    // '.' stops at line ends, as in the standard engine.
-    EXPECT_EQ(Ours(L"a.b", L"a\nb"), false);
-    EXPECT_EQ(Ours(L"a.b", L"a\u2028b"), false);
-    EXPECT_EQ(Ours(L"a.b", L"a\tb"), true);
+    struct Case {
+        const wchar_t* expression;
+        const wchar_t* name;
+        bool matches;
+    };
+    for (const Case& c : {Case{L"ndp\\d+.*\\.exe", L"NDP48-x86-x64-AllOS-ENU.EXE", true},
+                          {L"ndp\\d+.*\\.exe", L"ndp.exe", false},
+                          {L"ndp\\d+.*\\.exe", L"xndp4.exe", false},
+                          {L"iexplore\\.exe", L"iexploreXexe", false},
+                          {L"iexplore.exe", L"iexploreXexe", true},
+                          {L".sys", L"a.sys", false},
+                          {L".sys", L"Xsys", true},
+                          {L"a*", L"", true},
+                          {L"a+", L"", false},
+                          {L"a+", L"AaA", true},
+                          // '.' stops at line ends, as in the standard engine.
+                          {L"a.b", L"a\nb", false},
+                          {L"a.b", L"a\u2028b", false},
+                          {L"a.b", L"a\tb", true}})
+        EXPECT_EQ(Ours(c.expression, c.name), c.matches) << c.expression;
     EXPECT_EQ(Ours(L"\u00c9t\u00e9", L"\u00e9T\u00c9"), Standard(L"\u00c9t\u00e9", L"\u00e9T\u00c9"));
 }
 
