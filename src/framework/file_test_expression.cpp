@@ -51,11 +51,11 @@ bool FileTestExpression::CompilePlain(std::wstring_view text)
             if (escaped == L'd') {
                 step.kind = Kind::Digit;
                 digits = true;
-            }
-            else if (PunctuationEscape(escaped))
+            } else if (PunctuationEscape(escaped)) {
                 step.folded = m_traits.translate_nocase(escaped);
-            else
+            } else {
                 return false;
+            }
         } else if (c == L'.') {
             step.kind = Kind::AnyButLineEnd;
             anyButLineEnd = true;
