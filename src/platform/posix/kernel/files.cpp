@@ -175,8 +175,11 @@ bool copy_file(const std::string& from, const struct stat& from_st, const std::s
     if (target) {
         note_entry_added(to, false);
         target->resize(0);
-        if (source && !(ok = target->write(0, source->data(), source->size()))) errno = ENOSPC;
-        if (!source) ok = copy_into_memory(in, *target);
+        if (!source) {
+            ok = copy_into_memory(in, *target);
+        } else if (!(ok = target->write(0, source->data(), source->size()))) {
+            errno = ENOSPC;  // memory holds no more, as a full disk
+        }
         error = errno;
         if (ok) {
             target->set_times(&from_st.st_atim, &from_st.st_mtim);
@@ -370,8 +373,7 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
 namespace qv::posix {
 
 bool adopt_memory_bytes(void* handle, std::shared_ptr<const std::vector<uint8_t>> bytes) {
-    auto object = find_object(handle);
-    auto* file = object && typeid(*object) == typeid(FileObject) ? static_cast<FileObject*>(object.get()) : nullptr;
+    auto file = object_as<FileObject>(handle);
     if (!bytes || !file || !file->memory || !file->can_write() || file->position != 0) return false;
     const uint64_t size = bytes->size();
     if (!file->memory->adopt(std::move(bytes))) return false;

@@ -128,8 +128,13 @@ bool read_folder(const std::string& folder, std::vector<std::string>& names) {
     return true;
 }
 
-// The first of `names` equal to `name` without regard to case, in byte order.
+// `name` itself when `names` has it, else the first of `names` equal to it
+// without regard to case, in byte order.
 bool pick_entry(const std::vector<std::string>& names, const std::string& name, std::string& found) {
+    if (std::find(names.begin(), names.end(), name) != names.end()) {  // the exact spelling first
+        found = name;
+        return true;
+    }
     bool any = false;
     for (const std::string& candidate : names) {
         if (names_equal_ignoring_case(candidate, name) && (!any || candidate < found)) {
@@ -142,8 +147,8 @@ bool pick_entry(const std::vector<std::string>& names, const std::string& name, 
 
 // The entry of `folder` named `name` without regard to case: the exact
 // spelling when it exists, else the first match in byte order, else none.
-// `folder_st`, when given, is the folder's lstat and tells that `name` does
-// not exist as spelled.
+// `folder_st`, when given, is the folder's lstat: the folder's listing is
+// then read once and kept while the stamp matches.
 bool find_entry(const std::string& folder, const std::string& name, std::string& found,
                 const struct stat* folder_st = nullptr) {
     if (!folder_st) {
@@ -170,18 +175,13 @@ bool find_entry(const std::string& folder, const std::string& name, std::string&
 }
 
 // 1 when the kept listing of `folder` has an entry named `name` without
-// regard to case (its spelling in `found`: the exact one if there, else the
-// first in byte order), 0 when it has none, -1 when no listing is kept.
+// regard to case (its spelling in `found`, as pick_entry chooses it), 0 when
+// it has none, -1 when no listing is kept.
 int listed_entry(const std::string& folder, const std::string& name, std::string& found) {
     std::lock_guard lock(g_listings_lock);
     auto it = g_listings.find(folder);
     if (it == g_listings.end()) return -1;
-    const auto& names = it->second.names;
-    if (std::find(names.begin(), names.end(), name) != names.end()) {  // the exact spelling first
-        found = name;
-        return 1;
-    }
-    return pick_entry(names, name, found) ? 1 : 0;
+    return pick_entry(it->second.names, name, found) ? 1 : 0;
 }
 
 // Brings the listing of the folder of `posix_path`, if one is kept, up to
