@@ -22,7 +22,6 @@ HandleTable& table() {
 }
 
 constexpr size_t kSpareVectors = 8;
-constexpr size_t kSpareTextRoom = 1024;  // longer texts give their room back
 std::mutex g_spare_lock;
 std::vector<std::vector<msidb::Field>> g_spare_fields;
 
@@ -72,15 +71,8 @@ std::vector<msidb::Field> spare_fields() {
 }
 
 void keep_fields(std::vector<msidb::Field>&& fields) {
-    for (msidb::Field& f : fields) {
-        f.kind = msidb::CellKind::Null;
-        f.integer = 0;
-        f.stream.reset();
-        f.stream_pos = 0;
-        if (f.owned.capacity() > kSpareTextRoom) std::wstring().swap(f.owned);
-        f.owned.clear();
-        f.borrowed = nullptr;
-    }
+    // Fetched rows borrow their texts, so no text room is worth keeping.
+    for (msidb::Field& f : fields) f = msidb::Field();
     std::lock_guard<std::mutex> guard(g_spare_lock);
     if (g_spare_fields.size() < kSpareVectors) g_spare_fields.push_back(std::move(fields));
 }

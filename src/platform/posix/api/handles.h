@@ -57,9 +57,9 @@ size_t open_handle_count();
 // database whose texts they borrow, if any.
 MSIHANDLE make_record(std::vector<msidb::Field> fields, std::shared_ptr<const msidb::Database> pool = {});
 
-// The field vectors of records that went, kept with their text buffers for
-// the next rows fetched: a walk over many rows then allocates little per row.
-// A kept vector holds no streams and no text, only the room for it.
+// The field vectors of records that went, kept for the next rows fetched: a
+// walk over many rows then allocates no vector per row. A kept vector holds
+// only empty fields.
 std::vector<msidb::Field> spare_fields();
 void keep_fields(std::vector<msidb::Field>&& fields);
 
