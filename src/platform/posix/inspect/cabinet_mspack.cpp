@@ -249,6 +249,9 @@ uint16_t DosTime(const mscabd_file* f)
     return static_cast<uint16_t>((f->time_h << 11) | (f->time_m << 5) | (f->time_s >> 1));
 }
 
+// The system handle of a file the engine's callbacks opened.
+HANDLE SystemHandle(intptr_t handle) { return reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle(); }
+
 // Fingerprint of the cabinet's bytes for the entry cache; 0 when it cannot
 // be read (the cache then stays out of the way). The bytes are read through
 // a mapping: a cabinet the kernel keeps in memory is hashed in place.
@@ -259,7 +262,7 @@ uint64_t FingerprintOf(const std::string& path)
         const intptr_t handle = CabinetEngine::FileOpen(path.c_str(), 0, 0);
         if (handle == -1)
             return 0;
-        const HANDLE file = reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle();
+        const HANDLE file = SystemHandle(handle);
         LARGE_INTEGER size{};
         if (GetFileSizeEx(file, &size) && size.QuadPart > 0) {
             if (const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr)) {
@@ -326,7 +329,7 @@ bool WriteCached(intptr_t handle, const qv::mscab::cache::Bytes& bytes)
 {
     // A new file that the kernel keeps in memory takes the cached bytes as
     // they are, with no copy: they are never changed in place.
-    if (qv::posix::adopt_memory_bytes(reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle(), bytes))
+    if (qv::posix::adopt_memory_bytes(SystemHandle(handle), bytes))
         return true;
     size_t done = 0;
     while (done < bytes->size()) {
