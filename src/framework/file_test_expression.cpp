@@ -1,8 +1,6 @@
 #include "framework/file_test_expression.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstdint>
 
 namespace qv {
 
@@ -106,55 +104,30 @@ bool FileTestExpression::FullMatch(std::wstring_view name) const
 {
     if (m_engine)
         return std::regex_match(name.begin(), name.end(), *m_engine);
-    return m_steps.size() < 64 ? MatchFewSteps(name) : MatchManySteps(name);
-}
-
-// Bit i of reached: the first i steps can consume what has been read so
-// far. A repeating step may also be passed over without reading anything.
-bool FileTestExpression::MatchFewSteps(std::wstring_view name) const
-{
+    // reached[i]: the first i steps can consume what has been read so far.
+    // A repeating step may also be passed over without reading anything.
+    // The two sets live on the stack unless the expression is long.
     const std::size_t count = m_steps.size();
-    std::uint64_t repeating = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        repeating |= static_cast<std::uint64_t>(m_steps[i].repeats) << i;
-    const auto passOver = [&](std::uint64_t set) {
-        for (std::size_t i = 0; i < count; ++i)
-            if ((set & repeating) >> i & 1)
-                set |= std::uint64_t{1} << (i + 1);
-        return set;
-    };
-    std::uint64_t reached = passOver(1);
-    for (const wchar_t c : name) {
-        const wchar_t folded = m_traits.translate_nocase(c);
-        std::uint64_t next = 0;
-        for (std::uint64_t left = reached & ((std::uint64_t{1} << count) - 1); left != 0; left &= left - 1) {
-            const auto i = static_cast<std::size_t>(std::countr_zero(left));
-            if (Accepts(m_steps[i], folded, c))
-                next |= std::uint64_t{1} << (m_steps[i].repeats ? i : i + 1);
-        }
-        if (next == 0)
-            return false;
-        reached = passOver(next);
+    unsigned char onStack[2][kStepsOnStack + 1];
+    std::vector<unsigned char> onHeap;
+    unsigned char* reached = onStack[0];
+    unsigned char* next = onStack[1];
+    if (count > kStepsOnStack) {
+        onHeap.resize(2 * (count + 1));
+        reached = onHeap.data();
+        next = reached + count + 1;
     }
-    return (reached >> count & 1) != 0;
-}
-
-// The same walk with a byte per step, for expressions of 64 steps or more.
-bool FileTestExpression::MatchManySteps(std::wstring_view name) const
-{
-    const std::size_t count = m_steps.size();
-    std::vector<unsigned char> reached(count + 1, 0);
-    std::vector<unsigned char> next(count + 1, 0);
-    const auto passOver = [&](std::vector<unsigned char>& set) {
+    const auto passOver = [&](unsigned char* set) {
         for (std::size_t i = 0; i < count; ++i)
             if (set[i] && m_steps[i].repeats)
                 set[i + 1] = 1;
     };
+    std::fill_n(reached, count + 1, 0);
     reached[0] = 1;
     passOver(reached);
     for (const wchar_t c : name) {
         const wchar_t folded = m_traits.translate_nocase(c);
-        std::fill(next.begin(), next.end(), 0);
+        std::fill_n(next, count + 1, 0);
         bool any = false;
         for (std::size_t i = 0; i < count; ++i) {
             if (!reached[i] || !Accepts(m_steps[i], folded, c))
@@ -165,7 +138,7 @@ bool FileTestExpression::MatchManySteps(std::wstring_view name) const
         if (!any)
             return false;
         passOver(next);
-        reached.swap(next);
+        std::swap(reached, next);
     }
     return reached[count] != 0;
 }

@@ -50,6 +50,7 @@ public:
     bool Plain() const { return !m_engine.has_value(); }
 
 private:
+    static constexpr std::size_t kStepsOnStack = 64;  // longer expressions match with heap room
     enum class Kind : unsigned char { Character, AnyButLineEnd, Digit };
     struct Step {
         Kind kind;
@@ -59,8 +60,6 @@ private:
 
     bool CompilePlain(std::wstring_view text);
     bool Accepts(const Step& step, wchar_t folded, wchar_t original) const;
-    bool MatchFewSteps(std::wstring_view name) const;
-    bool MatchManySteps(std::wstring_view name) const;
 
     const CaseTraits& m_traits;
     std::vector<Step> m_steps;

@@ -77,7 +77,7 @@ TEST(FileTestExpression, MatchesTheWholeNameIgnoringCase)
     EXPECT_EQ(Ours(L"\u00c9t\u00e9", L"\u00e9T\u00c9"), Standard(L"\u00c9t\u00e9", L"\u00e9T\u00c9"));
 }
 
-// Expressions of 64 steps and more take a walk of their own.
+// Expressions of more than 64 steps keep their walk on the heap.
 TEST(FileTestExpression, LongExpressionsMatchAsShortOnes)
 {
     for (const std::size_t length : {62u, 63u, 64u, 65u, 130u}) {
