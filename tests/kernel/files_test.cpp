@@ -20,6 +20,12 @@ namespace {
 
 using Files = KernelPlace;
 
+// The process's temporary folder, with its closing backslash.
+std::wstring temp_folder() {
+    wchar_t buffer[MAX_PATH];
+    return std::wstring(buffer, GetTempPathW(MAX_PATH, buffer));
+}
+
 HANDLE open_file(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
     return CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
 }
@@ -507,8 +513,7 @@ TEST_P(Files, TemporaryFolderAndNames) {
 // The private temporary folder keeps its listing between lookups; each
 // change the kernel makes there must show at once in lookups of any case.
 TEST(TemporaryFolder, LookupsOfAnyCaseSeeEveryChangeAtOnce) {
-    wchar_t buffer[MAX_PATH];
-    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    const std::wstring temp = temp_folder();
     auto at = [&](const wchar_t* name) { return temp + name; };
     auto attributes_of = [&](const wchar_t* name) { return GetFileAttributesW(at(name).c_str()); };
     auto exists = [&](const wchar_t* name) { return attributes_of(name) != INVALID_FILE_ATTRIBUTES; };
@@ -581,7 +586,9 @@ TEST(ScratchRoot, AReusedInodeIsANewEmptyFileAndOpenOrMappedFilesKeepTheirBytes)
         HANDLE file = CreateFileW(at(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, flags, nullptr);
         EXPECT_NE(file, INVALID_HANDLE_VALUE);
         DWORD written = 0;
-        if (!bytes.empty()) EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+        if (!bytes.empty()) {
+            EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+        }
         CloseHandle(file);
     };
 
@@ -640,8 +647,7 @@ TEST(ScratchRoot, AReusedInodeIsANewEmptyFileAndOpenOrMappedFilesKeepTheirBytes)
 // A file in the temporary folder is read in place by the readers outside the
 // kernel, and keeps what they saw when it changes or goes.
 TEST(TemporaryFolder, ReadersOfAFileInMemorySeeItAsItWasWhenTheyOpenedIt) {
-    wchar_t buffer[MAX_PATH];
-    const std::wstring path = std::wstring(buffer, GetTempPathW(MAX_PATH, buffer)) + L"Reader.bin";
+    const std::wstring path = temp_folder() + L"Reader.bin";
     auto rewrite = [&](const std::string& bytes) {
         HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
         ASSERT_NE(file, INVALID_HANDLE_VALUE);
@@ -826,8 +832,7 @@ INSTANTIATE_TEST_SUITE_P(, Files, ::testing::Values(Place::OnDisk, Place::InTemp
 // A new file in memory can take shared bytes as its content (the cabinet
 // cache hands out its entries so); a change to the file leaves them alone.
 TEST(TemporaryFolder, AdoptedBytesAreTheContentAndStayUnchangedByWrites) {
-    wchar_t buffer[MAX_PATH];
-    const std::wstring path = std::wstring(buffer, GetTempPathW(MAX_PATH, buffer)) + L"Adopted.bin";
+    const std::wstring path = temp_folder() + L"Adopted.bin";
     auto shared = std::make_shared<const std::vector<uint8_t>>(std::vector<uint8_t>{'c', 'a', 'c', 'h', 'e'});
     HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
@@ -870,8 +875,7 @@ TEST(TemporaryFolder, AdoptedBytesAreTheContentAndStayUnchangedByWrites) {
 // Past their budget the files of the temporary folder go to disk, and work
 // as the others do; once room is made, new files are in memory again.
 TEST(TemporaryFolder, PastTheMemoryBudgetNewFilesGoToDisk) {
-    wchar_t buffer[MAX_PATH];
-    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    const std::wstring temp = temp_folder();
     auto write_new = [&](const std::wstring& name, size_t size) {
         HANDLE file = CreateFileW((temp + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
         EXPECT_NE(file, INVALID_HANDLE_VALUE);
@@ -907,8 +911,7 @@ TEST(TemporaryFolder, PastTheMemoryBudgetNewFilesGoToDisk) {
 // A file in memory that would grow past what memory can hold fails the
 // write or the new end as a full disk does, and keeps what it had.
 TEST(TemporaryFolder, AFileInMemoryTooLargeToHoldFailsAsAFullDisk) {
-    wchar_t buffer[MAX_PATH];
-    const std::wstring path = std::wstring(buffer, GetTempPathW(MAX_PATH, buffer)) + L"Huge.bin";
+    const std::wstring path = temp_folder() + L"Huge.bin";
     HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
     DWORD written = 0;
@@ -926,8 +929,7 @@ TEST(TemporaryFolder, AFileInMemoryTooLargeToHoldFailsAsAFullDisk) {
 // A file cannot be made in memory in a folder that does not exist: the
 // calls fail as they do on disk.
 TEST(TemporaryFolder, NoFileInMemoryInAFolderThatIsNotThere) {
-    wchar_t buffer[MAX_PATH];
-    const std::wstring temp(buffer, GetTempPathW(MAX_PATH, buffer));
+    const std::wstring temp = temp_folder();
     const std::wstring lost = temp + L"no such folder\\lost.bin";
     EXPECT_EQ(open_error(lost, GENERIC_WRITE, 0, CREATE_NEW), ERROR_PATH_NOT_FOUND);
     EXPECT_EQ(open_error(lost, GENERIC_WRITE, 0, CREATE_ALWAYS), ERROR_PATH_NOT_FOUND);
