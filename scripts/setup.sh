@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(
   cmake ninja-build g++ clang pkg-config
-  libgtest-dev libmspack-dev libxml2-dev libssl-dev libmimalloc-dev
+  libgtest-dev libmspack-dev libxml2-dev libssl-dev zlib1g-dev libmimalloc-dev
   msitools wixl gcab libmsi-dev cabextract python3 bc mono-mcs osslsigncode g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
 )
 # Node and npm validate SARIF output in a test; a machine that has them

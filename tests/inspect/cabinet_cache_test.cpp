@@ -6,6 +6,7 @@
 
 #include "inspector_support.h"
 #include "platform/posix/inspect/cabinet_cache.h"
+#include "platform/posix/inspect/mszip_folder.h"
 #include "platform/posix/kernel/paths.h"
 
 namespace {
@@ -139,6 +140,56 @@ TEST_F(CabinetCache, MemoryOverflowGoesToDiskAndLargeEntriesBypass)
     EXPECT_EQ(cache::GetStats().decompressed, 12u);
     EXPECT_EQ(cache::GetStats().served, 0u);
     EXPECT_EQ(std::vector<std::string>(third.begin(), third.begin() + 6), first);
+}
+
+// A cabinet whose second block does not inflate: the entry cache reads the
+// first block itself, then leaves the folder to the cabinet library, which
+// fails on the entries that reach into the second as it does without the
+// cache. The checks see the same bytes and the same lines either way.
+TEST_F(CabinetCache, ABlockThatDoesNotInflateGivesTheSameLinesWithAndWithoutTheCache)
+{
+    Package p;
+    for (int i = 0; i < 3; ++i)
+        p.bytes.push_back(NoiseBytes(i == 2 ? 5000 : 20000 + 5000 * i, 30 + i));
+    const std::string cabPath = MakeCabinet(p.dir, "one.cab", {{"F0", p.bytes[0]}, {"F1", p.bytes[1]}, {"F2", p.bytes[2]}});
+    std::string cab = ReadPosixFile(cabPath);
+    auto u16 = [&cab](size_t at) { return static_cast<uint8_t>(cab[at]) | (static_cast<uint8_t>(cab[at + 1]) << 8); };
+    const size_t first = static_cast<uint8_t>(cab[36]) | (static_cast<uint8_t>(cab[37]) << 8);
+    const size_t second = first + 8 + u16(first + 4);
+    ASSERT_LT(second + 10, cab.size());
+    cab[second + 10] = 0x07;  // a final block of the reserved type
+    std::vector<uint8_t> block(cab.begin() + static_cast<std::ptrdiff_t>(second), cab.end());
+    const uint32_t sum = qv::mscab::mszip::Checksum(block.data() + 4, 4,
+                                                    qv::mscab::mszip::Checksum(block.data() + 8, u16(second + 4), 0));
+    for (int i = 0; i < 4; ++i)
+        cab[second + i] = static_cast<char>(sum >> (8 * i));
+    std::ofstream(cabPath, std::ios::binary | std::ios::trunc) << cab;
+
+    auto q = ProductTables();
+    q.push_back(ComponentRow("Main", "INSTALLDIR"));
+    for (int i = 0; i < 3; ++i)
+        q.push_back(FileRow("F" + std::to_string(i), "Main", "f" + std::to_string(i) + ".bin", 0, i + 1));
+    q.push_back(MediaRow(1, 3, "#one.cab"));
+    p.msi = BuildPackage(p.dir, "damaged", q);
+    AddStream(p.msi, "one.cab", cabPath);
+
+    cache::Enable(false);
+    std::vector<std::string> plain;
+    const Lines plainLines = RunCheck(p, {0, 1, 2}, plain);
+    ASSERT_EQ(plain[0], p.bytes[0]);
+    ASSERT_NE(plain[1], p.bytes[1]);
+    cache::Enable(true);
+    std::vector<std::string> cached, again;
+    EXPECT_EQ(RunCheck(p, {0, 1, 2}, cached), plainLines);
+    EXPECT_EQ(RunCheck(p, {0, 1, 2}, again), plainLines);
+    // An entry that fails is not written at all when the cache is on (the
+    // library writes what it got before the fault only without it).
+    std::vector<size_t> sizes;
+    for (const std::string& content : cached)
+        sizes.push_back(content.size());
+    EXPECT_EQ(cached[0], p.bytes[0]);
+    EXPECT_EQ(sizes, (std::vector<size_t>{20000, 0, 0}));
+    EXPECT_EQ(again, cached);
 }
 
 // The cache tells cabinets apart by their fingerprint: a change of any one

@@ -7,6 +7,7 @@
 #include <mspack.h>
 
 #include <algorithm>
+#include <memory>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,7 @@
 
 #include "inspect/cabinet.h"
 #include "platform/posix/inspect/cabinet_cache.h"
+#include "platform/posix/inspect/mszip_folder.h"
 #include "platform/posix/kernel/paths.h"
 
 namespace qv::mscab::backend {
@@ -27,6 +29,36 @@ namespace {
 const char kOutputName[] = "\x01qv-cabinet-output";
 
 struct Context;
+
+// The open cabinet's bytes, mapped while the entry cache is on: they give
+// its fingerprint and feed the MSZIP reader.
+struct MappedCabinet {
+    intptr_t handle = -1;
+    HANDLE mapping = nullptr;
+    const uint8_t* view = nullptr;
+    size_t size = 0;
+};
+
+// Where the MSZIP reader stands in the open cabinet.
+struct FastFolders {
+    bool usable = false;  // a single cabinet whose folder table matches the library's
+    mszip::Layout layout;
+    std::vector<mscabd_folder*> folders;  // the library's folders, in table order
+    std::vector<bool> declined;           // folders left to the library
+    int folder = -1;                      // the folder being read, or -1
+    mszip::FolderDecoder decoder;
+    std::vector<uint32_t> order;  // entries of that folder by offset
+    size_t nextStart = 0;         // first entry of `order` not yet started
+    struct Pending {
+        uint32_t index;
+        std::shared_ptr<std::vector<uint8_t>> bytes;
+    };
+    std::vector<Pending> pending;  // entries started and not yet complete
+    // Entries after the wanted one that the last block completed. They are
+    // handed out from here when asked for in this context, as the library
+    // would decompress them then, and go to the cache when it closes.
+    std::vector<Pending> ready;
+};
 
 struct File {
     Context* context;
@@ -45,6 +77,8 @@ struct Context {
     qv::win32_exception* pending = nullptr;  // thrown by a callback inside libmspack
     uint64_t bytesRead = 0;
     uint64_t fingerprint = 0;  // of the open cabinet, when the entry cache is on
+    MappedCabinet mapped;
+    std::unique_ptr<FastFolders> fast;  // built at the first entry the cache misses
     // Where the decompressor stands: it resumes within this folder when
     // the next entry starts at or after this offset.
     mscabd_folder* folder = nullptr;
@@ -252,34 +286,167 @@ uint16_t DosTime(const mscabd_file* f)
 // The system handle of a file the engine's callbacks opened.
 HANDLE SystemHandle(intptr_t handle) { return reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle(); }
 
-// Fingerprint of the cabinet's bytes for the entry cache; 0 when it cannot
-// be read (the cache then stays out of the way). The bytes are read through
-// a mapping: a cabinet the kernel keeps in memory is hashed in place.
-uint64_t FingerprintOf(const std::string& path)
+void Unmap(Context* context)
 {
-    uint64_t hash = 0;
+    if (context->fast)
+        for (FastFolders::Pending& entry : context->fast->ready)
+            qv::mscab::cache::Put(qv::mscab::cache::Key{context->fingerprint, entry.index}, std::move(entry.bytes));
+    MappedCabinet& m = context->mapped;
+    if (m.view)
+        UnmapViewOfFile(m.view);
+    if (m.mapping)
+        CloseHandle(m.mapping);
+    if (m.handle != -1)
+        CabinetEngine::FileClose(m.handle);
+    m = MappedCabinet();
+    context->fast.reset();
+}
+
+// Maps the cabinet for the entry cache and takes its fingerprint; 0 when it
+// cannot be read (the cache then stays out of the way). A cabinet the
+// kernel keeps in memory is mapped in place.
+uint64_t MapAndFingerprint(Context* context, const std::string& path)
+{
+    Unmap(context);
+    MappedCabinet& m = context->mapped;
     try {
-        const intptr_t handle = CabinetEngine::FileOpen(path.c_str(), 0, 0);
-        if (handle == -1)
+        m.handle = CabinetEngine::FileOpen(path.c_str(), 0, 0);
+        if (m.handle == -1)
             return 0;
-        const HANDLE file = SystemHandle(handle);
+        const HANDLE file = SystemHandle(m.handle);
         LARGE_INTEGER size{};
-        if (GetFileSizeEx(file, &size) && size.QuadPart > 0) {
-            if (const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr)) {
-                if (const void* view = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0)) {
-                    hash = qv::mscab::cache::Fingerprint(static_cast<const unsigned char*>(view),
-                                                         static_cast<size_t>(size.QuadPart), 0);
-                    UnmapViewOfFile(view);
-                }
-                CloseHandle(mapping);
-            }
-        }
-        CabinetEngine::FileClose(handle);
+        if (!GetFileSizeEx(file, &size) || size.QuadPart <= 0)
+            return 0;
+        m.mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
+        if (!m.mapping)
+            return 0;
+        m.view = static_cast<const uint8_t*>(MapViewOfFile(m.mapping, FILE_MAP_READ, 0, 0, 0));
+        if (!m.view)
+            return 0;
+        m.size = static_cast<size_t>(size.QuadPart);
     } catch (qv::win32_exception* e) {
         delete e;
+        Unmap(context);
         return 0;
     }
-    return hash;
+    return qv::mscab::cache::Fingerprint(m.view, m.size, 0);
+}
+
+FastFolders& Fast(Context* context)
+{
+    if (context->fast)
+        return *context->fast;
+    context->fast = std::make_unique<FastFolders>();
+    FastFolders& fast = *context->fast;
+    for (mscabd_folder* folder = context->cabinet->folders; folder; folder = folder->next)
+        fast.folders.push_back(folder);
+    fast.usable = context->mapped.view &&
+                  mszip::ReadLayout(context->mapped.view, context->mapped.size, fast.layout) &&
+                  fast.layout.folders.size() == fast.folders.size();
+    fast.declined.assign(fast.folders.size(), false);
+    return fast;
+}
+
+// Reads entry `index` with the MSZIP reader, keeping in the cache the
+// entries of its folder that the reader passes on its way, as Prefetch does
+// for the library. Null when the reader declines the folder or fails in it:
+// the folder is then left to the library for the rest of this context.
+qv::mscab::cache::Bytes FastExtract(Context* context, uint32_t index)
+{
+    namespace cache = qv::mscab::cache;
+    constexpr size_t kMostPending = 16;  // entries of a sound folder do not overlap
+    FastFolders& fast = Fast(context);
+    if (!fast.usable)
+        return nullptr;
+    for (auto r = fast.ready.begin(); r != fast.ready.end(); ++r) {
+        if (r->index == index) {
+            cache::Bytes bytes = std::move(r->bytes);
+            fast.ready.erase(r);
+            return bytes;
+        }
+    }
+    mscabd_file* wanted = context->entries[index];
+    const auto at = std::find(fast.folders.begin(), fast.folders.end(), wanted->folder);
+    if (at == fast.folders.end())
+        return nullptr;
+    const int folder = static_cast<int>(at - fast.folders.begin());
+    if (fast.declined[static_cast<size_t>(folder)])
+        return nullptr;
+    auto decline = [&]() -> cache::Bytes {
+        fast.declined[static_cast<size_t>(folder)] = true;
+        fast.folder = -1;
+        fast.pending.clear();
+        return nullptr;
+    };
+
+    const bool pending = std::any_of(fast.pending.begin(), fast.pending.end(),
+                                     [index](const FastFolders::Pending& p) { return p.index == index; });
+    if (fast.folder != folder || (!pending && wanted->offset < fast.decoder.Position())) {
+        // Start the folder over, as the library does for an entry behind it.
+        fast.pending.clear();
+        fast.folder = folder;
+        if (!fast.decoder.Start(context->mapped.view, context->mapped.size, fast.layout, static_cast<size_t>(folder)))
+            return decline();
+        fast.order.clear();
+        for (uint32_t i = 0; i < context->entries.size(); ++i)
+            if (context->entries[i]->folder == wanted->folder)
+                fast.order.push_back(i);
+        std::stable_sort(fast.order.begin(), fast.order.end(), [context](uint32_t a, uint32_t b) {
+            return context->entries[a]->offset < context->entries[b]->offset;
+        });
+        fast.nextStart = 0;
+    }
+
+    const uint64_t folderLength = fast.decoder.FolderLength();
+    for (;;) {
+        const uint64_t from = fast.decoder.Position();
+        const uint8_t* block = nullptr;
+        size_t length = 0;
+        if (!fast.decoder.Next(block, length))
+            return decline();
+        const uint64_t to = from + length;
+        while (fast.nextStart < fast.order.size()) {
+            const uint32_t i = fast.order[fast.nextStart];
+            const mscabd_file* f = context->entries[i];
+            const uint64_t offset = static_cast<uint64_t>(f->offset);
+            if (offset > to || (offset == to && f->length > 0))
+                break;
+            ++fast.nextStart;
+            auto isReady = [i](const FastFolders::Pending& r) { return r.index == i; };
+            if (i != index && (!cache::Fits(f->length) || cache::Contains(cache::Key{context->fingerprint, i}) ||
+                               std::any_of(fast.ready.begin(), fast.ready.end(), isReady) ||
+                               fast.pending.size() + fast.ready.size() >= kMostPending))
+                continue;
+            auto bytes = std::make_shared<std::vector<uint8_t>>();
+            bytes->reserve(static_cast<size_t>(
+                std::min<uint64_t>(f->length, offset < folderLength ? folderLength - offset : 0)));
+            fast.pending.push_back(FastFolders::Pending{i, std::move(bytes)});
+        }
+        cache::Bytes result;
+        for (auto p = fast.pending.begin(); p != fast.pending.end();) {
+            const mscabd_file* f = context->entries[p->index];
+            const uint64_t begin = std::max<uint64_t>(from, static_cast<uint64_t>(f->offset));
+            const uint64_t end = std::min<uint64_t>(to, static_cast<uint64_t>(f->offset) + f->length);
+            if (begin < end)
+                p->bytes->insert(p->bytes->end(), block + (begin - from), block + (end - from));
+            if (static_cast<uint64_t>(f->offset) + f->length > to) {
+                ++p;
+                continue;
+            }
+            cache::CountDecompressed();
+            // Entries before the wanted one are those the library would pass
+            // on its way: they go to the cache, as Prefetch puts them.
+            if (p->index == index)
+                result = std::move(p->bytes);
+            else if (f->offset >= wanted->offset)
+                fast.ready.push_back(std::move(*p));
+            else
+                cache::Put(cache::Key{context->fingerprint, p->index}, std::move(p->bytes));
+            p = fast.pending.erase(p);
+        }
+        if (result)
+            return result;
+    }
 }
 
 // Decompresses one entry to the given handle, or to memory when bytes is
@@ -375,6 +542,7 @@ void Destroy(void* handle) noexcept
         return;
     if (context->cabinet)
         context->decompressor->close(context->decompressor, context->cabinet);
+    Unmap(context);
     mspack_destroy_cab_decompressor(context->decompressor);
     delete context->pending;
     delete context;
@@ -398,11 +566,17 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
             d->close(d, context->cabinet);
         context->cabinetPath = path;
         context->folder = nullptr;
-        context->fingerprint = qv::mscab::cache::Enabled() ? FingerprintOf(path) : 0;
+        if (qv::mscab::cache::Enabled()) {
+            context->fingerprint = MapAndFingerprint(context, path);
+        } else {
+            Unmap(context);
+            context->fingerprint = 0;
+        }
         context->cabinet = d->open(d, context->cabinetPath.c_str());
         if (qv::win32_exception* e = takePending())
             delete e;  // an unreadable cabinet is an error of the copy, as a missing one
         if (!context->cabinet) {
+            Unmap(context);
             context->entries.clear();
             context->byName.clear();
             context->otherNames.clear();
@@ -448,13 +622,18 @@ bool Copy(void* handle, const char* name, const char* folder, void* user, Cabine
         cache::Bytes bytes = context->fingerprint ? cache::Get(key) : nullptr;
         int result = MSPACK_ERR_OK;
         if (!bytes && context->fingerprint && cache::Fits(f->length)) {
-            Prefetch(context, f);
-            auto fresh = std::make_shared<std::vector<uint8_t>>();
-            if (!context->pending)
-                result = Extract(context, f, 0, fresh.get());
-            if (result == MSPACK_ERR_OK && !context->pending) {
-                bytes = std::move(fresh);
+            bytes = FastExtract(context, index);
+            if (bytes) {
                 cache::Put(key, bytes);
+            } else {
+                Prefetch(context, f);
+                auto fresh = std::make_shared<std::vector<uint8_t>>();
+                if (!context->pending)
+                    result = Extract(context, f, 0, fresh.get());
+                if (result == MSPACK_ERR_OK && !context->pending) {
+                    bytes = std::move(fresh);
+                    cache::Put(key, bytes);
+                }
             }
         } else if (!bytes) {
             result = Extract(context, f, hf, nullptr);
