@@ -151,7 +151,8 @@ TEST_F(CabinetCache, ABlockThatDoesNotInflateGivesTheSameLinesWithAndWithoutTheC
     Package p;
     for (int i = 0; i < 3; ++i)
         p.bytes.push_back(NoiseBytes(i == 2 ? 5000 : 20000 + 5000 * i, 30 + i));
-    const std::string cabPath = MakeCabinet(p.dir, "one.cab", {{"F0", p.bytes[0]}, {"F1", p.bytes[1]}, {"F2", p.bytes[2]}});
+    const std::string cabPath =
+        MakeCabinet(p.dir, "one.cab", {{"F0", p.bytes[0]}, {"F1", p.bytes[1]}, {"F2", p.bytes[2]}});
     std::string cab = ReadPosixFile(cabPath);
     auto u16 = [&cab](size_t at) { return static_cast<uint8_t>(cab[at]) | (static_cast<uint8_t>(cab[at + 1]) << 8); };
     const size_t first = static_cast<uint8_t>(cab[36]) | (static_cast<uint8_t>(cab[37]) << 8);

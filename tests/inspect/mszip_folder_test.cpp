@@ -1,9 +1,10 @@
 // The MSZIP folder reader of the entry cache: it gives a folder's bytes
 // exactly, and declines every folder the cabinet library would not read as
-// it is (a set, another method, a block out of bounds, a broken mark, a
-// short middle block, a wrong checksum, a stream that does not end where its
-// block ends). The differential fuzz target then runs over many damaged
-// cabinets: where the reader gives bytes, the library gives the same.
+// it is (a set or a file of one, another method, a block out of bounds, a
+// broken mark, a short middle block, a wrong checksum, a stream that does
+// not end where its block ends). The differential fuzz target then runs over
+// many damaged cabinets: where the reader gives bytes, the library gives the
+// same.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -143,6 +144,11 @@ TEST(MszipFolder, DeclinesWhatTheLibraryWouldNotReadAsItIs)
     Bytes set = c.bytes;  // a cabinet with a next one
     Put16(set, 0x1E, 0x0002);
     EXPECT_EQ(Decode(set), "no layout");
+    for (uint16_t continued : {0xFFFD, 0xFFFE, 0xFFFF}) {  // a file continued from or into another cabinet
+        Bytes file = c.bytes;
+        Put16(file, U32(file, 0x10) + 8, continued);
+        EXPECT_EQ(Decode(file), "no layout") << continued;
+    }
 
     Bytes other = c.bytes;  // LZX
     Put16(other, 36 + 6, 0x1503);
@@ -157,12 +163,13 @@ TEST(MszipFolder, StopsAtTheFirstBlockThatDoesNotInflateAsItMust)
 {
     TempDir dir;
     const Cabinet c = MakeZipped(dir);
-    // The third block's stream claims one byte more than it holds: the
-    // stream then ends short of its block, so the reader stops there.
+    // The third block holds one byte more than its stream: the stream then
+    // ends short of its block, so the reader stops there.
     Bytes trailing = c.bytes;
     const size_t third = BlockAt(trailing, 2);
-    Put16(trailing, third + 4, static_cast<uint16_t>((trailing[third + 4] | (trailing[third + 5] << 8)) + 1));
-    trailing.insert(trailing.begin() + static_cast<std::ptrdiff_t>(third + 8 + (trailing[third + 4] | (trailing[third + 5] << 8)) - 1), 0);
+    const uint16_t size = static_cast<uint16_t>(trailing[third + 4] | (trailing[third + 5] << 8));
+    Put16(trailing, third + 4, static_cast<uint16_t>(size + 1));
+    trailing.insert(trailing.begin() + static_cast<std::ptrdiff_t>(third + 8 + size), 0);
     Put32(trailing, 8, static_cast<uint32_t>(trailing.size()));
     Reseal(trailing, 2);
     EXPECT_EQ(Decode(trailing), c.content.substr(0, 2 * mszip::kBlockSize) + "|failed");

@@ -1,5 +1,6 @@
 #include "platform/posix/inspect/mszip_folder.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qv::mscab::mszip {
@@ -14,6 +15,9 @@ constexpr uint16_t kFlagReserve = 0x0004;
 constexpr uint32_t kHeaderSize = 36;
 constexpr uint32_t kFolderSize = 8;
 constexpr uint32_t kBlockHeaderSize = 8;
+constexpr uint32_t kFileSize = 16;
+constexpr size_t kLongestName = 256;          // with its terminator
+constexpr uint16_t kFolderContinued = 0xFFFD;  // and above: continued from or into another cabinet
 
 uint16_t U16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
 uint32_t U32(const uint8_t* p)
@@ -35,7 +39,9 @@ uint32_t Checksum(const uint8_t* data, size_t count, uint32_t seed)
         sum ^= U32(data + i);
     uint32_t tail = 0;
     switch (count - i) {
-    case 3: tail = (static_cast<uint32_t>(data[i]) << 16) | (static_cast<uint32_t>(data[i + 1]) << 8) | data[i + 2]; break;
+    case 3:
+        tail = (static_cast<uint32_t>(data[i]) << 16) | (static_cast<uint32_t>(data[i + 1]) << 8) | data[i + 2];
+        break;
     case 2: tail = (static_cast<uint32_t>(data[i]) << 8) | data[i + 1]; break;
     case 1: tail = data[i]; break;
     default: break;
@@ -72,6 +78,21 @@ bool ReadLayout(const uint8_t* bytes, size_t size, Layout& layout)
         folder.compression = U16(bytes + offset + 6);
         layout.folders.push_back(folder);
         offset += kFolderSize + folderReserve;
+    }
+    // A file continued from or into another cabinet makes the library treat
+    // the folder as part of a set: such cabinets are left to it.
+    const uint16_t files = U16(bytes + 0x1C);
+    offset = U32(bytes + 0x10);
+    for (uint32_t i = 0; i < files; ++i) {
+        if (!Inside(offset, kFileSize, size))
+            return false;
+        if (U16(bytes + offset + 8) >= kFolderContinued)
+            return false;
+        const uint8_t* name = bytes + offset + kFileSize;
+        const void* end = std::memchr(name, 0, std::min<size_t>(size - (offset + kFileSize), kLongestName));
+        if (!end)
+            return false;
+        offset = static_cast<const uint8_t*>(end) - bytes + 1;
     }
     return true;
 }

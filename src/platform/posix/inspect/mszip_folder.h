@@ -31,8 +31,9 @@ struct Layout {
 };
 
 // Reads the cabinet header and the folder table. False for a bad
-// signature, for a cabinet of a set (it has a previous or next cabinet) and
-// for tables that lie outside the bytes.
+// signature, for a cabinet of a set (it has a previous or next cabinet, or a
+// file continued from or into one) and for tables that lie outside the
+// bytes.
 bool ReadLayout(const uint8_t* bytes, size_t size, Layout& layout);
 
 // The cabinet checksum of `count` bytes, seeded.
