@@ -3,14 +3,16 @@
 // keeps its cabinet and its decompressor open across Copy calls, so entries
 // asked for in their cabinet order decompress each folder once: libmspack
 // resumes within a folder when the next entry lies at or after the point
-// reached.
+// reached. With the entry cache on, MSZIP folders that are sound throughout
+// are read by the zlib reader of mszip_folder.h instead, and the library
+// takes whatever that reader declines.
 #include <mspack.h>
 
 #include <algorithm>
-#include <memory>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
