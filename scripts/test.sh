@@ -47,7 +47,10 @@ if [ "${QV_SKIP_WINE:-0}" != 1 ]; then
   wine_total=$(sed -n 's/.*tests failed out of \([0-9]*\).*/\1/p' "$wlog" | tail -1)
   wine_skipped=$(sed -n '/did not run:/,$p' "$wlog" | grep -c '(Skipped)' || true)
   wine_passed=$((wine_total - wine_skipped))
-  [ "$wine_skipped" -eq 0 ] || echo "!!!!! WINE TESTS NOT RUN: $wine_skipped of $wine_total (Wine is not installed) !!!!!"
+  if [ "$wine_skipped" -ne 0 ]; then
+    echo "!!!!! WINE TESTS NOT RUN: $wine_skipped of $wine_total (Wine is missing or cannot start here; the reason:) !!!!!"
+    grep -h '^wine: NOT RUN' build/native/Testing/Temporary/LastTest.log | sort -u || true
+  fi
   rm -f "$wlog"
 fi
 
