@@ -140,10 +140,8 @@ void MemoryFile::changed(size_t old_size) {
     // The clock is read when the times are next looked at: a file written
     // in thousands of small pieces reads it once.
     times_due_ = true;
-    if (bytes_->size() != old_size) {
-        g_bytes_held += bytes_->size();
-        g_bytes_held -= old_size;
-    }
+    // One atomic step for the change: a shrink adds its wrapped difference.
+    if (bytes_->size() != old_size) g_bytes_held += static_cast<uint64_t>(bytes_->size() - old_size);
 }
 
 void MemoryFile::settle_times() const {
