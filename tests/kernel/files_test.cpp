@@ -872,6 +872,53 @@ TEST(TemporaryFolder, AdoptedBytesAreTheContentAndStayUnchangedByWrites) {
     EXPECT_FALSE(qv::posix::adopt_memory_bytes(nullptr, shared));
 }
 
+// The hash of a file's bytes is the same whatever pieces they come in; a
+// file in memory keeps it while it is written front to back from empty (as
+// an embedded cabinet is copied out), and drops it at any other change.
+TEST(TemporaryFolder, AFileWrittenFrontToBackKeepsTheHashOfItsBytes) {
+    std::vector<uint8_t> bytes(5000);
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 131 + i / 7);
+    qv::posix::ContentHash whole;
+    whole.add(bytes.data(), bytes.size());
+    const uint64_t expected = whole.finish();
+    for (size_t piece : {size_t{1}, size_t{7}, size_t{31}, size_t{32}, size_t{260}, size_t{4999}}) {
+        qv::posix::ContentHash pieces;
+        for (size_t at = 0; at < bytes.size(); at += piece)
+            pieces.add(bytes.data() + at, std::min(piece, bytes.size() - at));
+        EXPECT_EQ(pieces.finish(), expected) << piece;
+    }
+    qv::posix::ContentHash shorter, seeded(1);
+    shorter.add(bytes.data(), bytes.size() - 1);
+    seeded.add(bytes.data(), bytes.size());
+    EXPECT_NE(shorter.finish(), expected);
+    EXPECT_NE(seeded.finish(), expected);
+
+    const std::wstring path = temp_folder() + L"Hashed.bin";
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    DWORD written = 0;
+    for (size_t at = 0; at < bytes.size(); at += 260)
+        ASSERT_TRUE(WriteFile(file, bytes.data() + at, static_cast<DWORD>(std::min<size_t>(260, bytes.size() - at)),
+                              &written, nullptr));
+    uint64_t hash = 0;
+    ASSERT_TRUE(qv::posix::memory_content_hash(file, hash));
+    EXPECT_EQ(hash, expected);
+    SetFilePointer(file, 10, nullptr, FILE_BEGIN);  // a change in the middle
+    ASSERT_TRUE(WriteFile(file, "x", 1, &written, nullptr));
+    EXPECT_FALSE(qv::posix::memory_content_hash(file, hash));
+    SetFilePointer(file, 0, nullptr, FILE_BEGIN);  // emptied, and written again
+    ASSERT_TRUE(SetEndOfFile(file));
+    ASSERT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+    ASSERT_TRUE(qv::posix::memory_content_hash(file, hash));
+    EXPECT_EQ(hash, expected);
+    SetFilePointer(file, 100, nullptr, FILE_BEGIN);  // cut short
+    ASSERT_TRUE(SetEndOfFile(file));
+    EXPECT_FALSE(qv::posix::memory_content_hash(file, hash));
+    CloseHandle(file);
+    ASSERT_TRUE(DeleteFileW(path.c_str()));
+    EXPECT_FALSE(qv::posix::memory_content_hash(nullptr, hash));
+}
+
 // Past their budget the files of the temporary folder go to disk, and work
 // as the others do; once room is made, new files are in memory again.
 TEST(TemporaryFolder, PastTheMemoryBudgetNewFilesGoToDisk) {

@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 
+#include "platform/posix/kernel/content_hash.h"
 #include "platform/posix/kernel/paths.h"
 
 namespace qv::mscab::cache {
@@ -124,33 +125,11 @@ void Clear()
 
 uint64_t Fingerprint(const unsigned char* bytes, size_t size, uint64_t seed)
 {
-    // FNV-1a over 8-byte words in four interleaved lanes, so that their
-    // multiplications overlap, then the lanes and the size: cheap next to
-    // decompressing.
-    constexpr uint64_t prime = 1099511628211ull;
-    uint64_t lanes[4];
-    for (uint64_t k = 0; k < 4; ++k)
-        lanes[k] = (1469598103934665603ull ^ seed) + k * 0x9E3779B97F4A7C15ull;
-    size_t i = 0;
-    for (; i + 32 <= size; i += 32) {
-        for (size_t k = 0; k < 4; ++k) {
-            uint64_t word;
-            std::memcpy(&word, bytes + i + 8 * k, 8);
-            lanes[k] = (lanes[k] ^ word) * prime;
-        }
-    }
-    for (; i + 8 <= size; i += 8) {
-        uint64_t word;
-        std::memcpy(&word, bytes + i, 8);
-        lanes[0] = (lanes[0] ^ word) * prime;
-    }
-    for (; i < size; ++i)
-        lanes[0] = (lanes[0] ^ bytes[i]) * prime;
-    uint64_t hash = lanes[0];
-    for (size_t k = 1; k < 4; ++k)
-        hash = (hash ^ lanes[k]) * prime;
-    hash = (hash ^ size) * prime;
-    return hash ? hash : 1;
+    // Cheap next to decompressing; the same hash a file in memory keeps
+    // while it is written.
+    qv::posix::ContentHash hash(seed);
+    hash.add(bytes, size);
+    return hash.finish();
 }
 
 bool Contains(const Key& key)

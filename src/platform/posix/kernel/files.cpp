@@ -381,6 +381,11 @@ bool adopt_memory_bytes(void* handle, std::shared_ptr<const std::vector<uint8_t>
     return true;
 }
 
+bool memory_content_hash(void* handle, uint64_t& hash) {
+    auto file = object_as<FileObject>(handle);
+    return file && file->memory && file->memory->content_hash(hash);
+}
+
 }  // namespace qv::posix
 
 BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead, LPDWORD lpNumberOfBytesRead,

@@ -150,6 +150,13 @@ void MemoryFile::settle_times() const {
     times_due_ = false;
 }
 
+bool MemoryFile::content_hash(uint64_t& hash) const {
+    std::lock_guard lock(g_memory_lock);
+    if (!hashed_) return false;
+    hash = hash_.finish();
+    return true;
+}
+
 bool MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
     if (count == 0) return true;  // nothing written, even past the end
     std::lock_guard lock(g_memory_lock);
@@ -168,7 +175,9 @@ bool MemoryFile::write(uint64_t offset, const void* bytes, size_t count) {
         }
         if (offset == old_size) {  // the common case: appended, with no zeros written first
             content.insert(content.end(), from, from + count);
+            if (hashed_) hash_.add(from, count);
         } else {
+            hashed_ = false;
             if (end > old_size) content.resize(static_cast<size_t>(end));
             std::memcpy(content.data() + offset, from, count);
         }
@@ -186,6 +195,12 @@ bool MemoryFile::resize(uint64_t size) {
         std::vector<uint8_t>& content = own();
         const size_t old_size = content.size();
         content.resize(static_cast<size_t>(size));
+        if (size == 0) {
+            hash_ = ContentHash();
+            hashed_ = true;
+        } else if (size != old_size) {
+            hashed_ = false;
+        }
         changed(old_size);
         return true;
     } catch (const std::bad_alloc&) {
@@ -211,6 +226,7 @@ void MemoryFile::set_read_only(bool on) {
 bool MemoryFile::adopt(std::shared_ptr<const std::vector<uint8_t>> bytes) {
     std::lock_guard lock(g_memory_lock);
     if (!bytes || !bytes_->empty()) return false;
+    hashed_ = false;
     // Shared with the giver, so own() copies them before a change.
     bytes_ = std::const_pointer_cast<std::vector<uint8_t>>(std::move(bytes));
     changed(0);

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "content_hash.h"
+
 namespace qv::posix {
 
 // The device number of files in memory, for their stat and FileKey.
@@ -48,6 +50,9 @@ public:
     bool adopt(std::shared_ptr<const std::vector<uint8_t>> bytes);
     // The bytes as they are now; later changes do not touch them.
     std::shared_ptr<const std::vector<uint8_t>> snapshot() const;
+    // The ContentHash of the bytes (seed 0), kept while the file was written
+    // front to back from empty; false after any other change.
+    bool content_hash(uint64_t& hash) const;
 
 private:
     std::vector<uint8_t>& own();  // unshared bytes to change; the lock is held
@@ -56,6 +61,8 @@ private:
 
     const ino_t ino_;
     std::shared_ptr<std::vector<uint8_t>> bytes_;
+    ContentHash hash_;
+    bool hashed_ = true;  // hash_ covers bytes_
     mutable struct timespec atime_, mtime_, ctime_;
     mutable bool times_due_ = false;
     mode_t mode_ = S_IFREG | 0644;

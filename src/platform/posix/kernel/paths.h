@@ -53,6 +53,10 @@ std::shared_ptr<const std::vector<uint8_t>> memory_file_bytes(const std::string&
 // copy (later changes copy them first). False, with nothing done, for any
 // other file.
 bool adopt_memory_bytes(void* file, std::shared_ptr<const std::vector<uint8_t>> bytes);
+// The ContentHash (content_hash.h) of a file in memory open through the
+// kernel handle `file`, when it was written front to back from empty; false
+// for any other file, whose bytes must then be read to hash them.
+bool memory_content_hash(void* file, uint64_t& hash);
 
 // Removes this process's scratch root now, with all it holds. For a process
 // that ends through _exit, which skips the removal at exit.
