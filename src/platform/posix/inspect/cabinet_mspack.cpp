@@ -288,6 +288,8 @@ uint16_t DosTime(const mscabd_file* f)
 // The system handle of a file the engine's callbacks opened.
 HANDLE SystemHandle(intptr_t handle) { return reinterpret_cast<qv::mscab::cabinet_file*>(handle)->Handle(); }
 
+// Lets go of the open cabinet's bytes and of the MSZIP reader's state; the
+// entries the reader completed ahead of their turn go to the cache first.
 void Unmap(Context* context)
 {
     if (context->fast)
@@ -386,9 +388,9 @@ qv::mscab::cache::Bytes FastExtract(Context* context, uint32_t index)
         return nullptr;
     };
 
-    const bool pending = std::any_of(fast.pending.begin(), fast.pending.end(),
+    const bool started = std::any_of(fast.pending.begin(), fast.pending.end(),
                                      [index](const FastFolders::Pending& p) { return p.index == index; });
-    if (fast.folder != folder || (!pending && wanted->offset < fast.decoder.Position())) {
+    if (fast.folder != folder || (!started && wanted->offset < fast.decoder.Position())) {
         // Start the folder over, as the library does for an entry behind it.
         fast.pending.clear();
         fast.folder = folder;

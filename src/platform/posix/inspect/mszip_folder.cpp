@@ -3,31 +3,30 @@
 #include <algorithm>
 #include <cstring>
 
+#include "foundation/le_bytes.h"
+
 namespace qv::mscab::mszip {
 namespace {
 
 // The cabinet library's own bounds of one block: more compressed bytes
 // than this, or more than 32 KB of output, and it refuses the block.
 constexpr uint32_t kLargestInput = kBlockSize + 6144;
-constexpr uint16_t kFlagPrevious = 0x0001;
-constexpr uint16_t kFlagNext = 0x0002;
-constexpr uint16_t kFlagReserve = 0x0004;
+constexpr uint32_t kFlagPrevious = 0x0001;
+constexpr uint32_t kFlagNext = 0x0002;
+constexpr uint32_t kFlagReserve = 0x0004;
 constexpr uint32_t kHeaderSize = 36;
 constexpr uint32_t kFolderSize = 8;
 constexpr uint32_t kBlockHeaderSize = 8;
 constexpr uint32_t kFileSize = 16;
 constexpr size_t kLongestName = 256;          // with its terminator
-constexpr uint16_t kFolderContinued = 0xFFFD;  // and above: continued from or into another cabinet
+constexpr uint32_t kFolderContinued = 0xFFFD;  // and above: continued from or into another cabinet
 
-uint16_t U16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
-uint32_t U32(const uint8_t* p)
+// The checksum's reading of four bytes, which lie inside by construction.
+uint32_t Word(const uint8_t* p)
 {
     return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) | (static_cast<uint32_t>(p[2]) << 16) |
            (static_cast<uint32_t>(p[3]) << 24);
 }
-
-// True when [offset, offset + count) lies inside size; no overflow.
-bool Inside(uint64_t offset, uint64_t count, size_t size) { return offset <= size && count <= size - offset; }
 
 }  // namespace
 
@@ -36,7 +35,7 @@ uint32_t Checksum(const uint8_t* data, size_t count, uint32_t seed)
     uint32_t sum = seed;
     size_t i = 0;
     for (; i + 4 <= count; i += 4)
-        sum ^= U32(data + i);
+        sum ^= Word(data + i);
     uint32_t tail = 0;
     switch (count - i) {
     case 3:
@@ -52,47 +51,41 @@ uint32_t Checksum(const uint8_t* data, size_t count, uint32_t seed)
 bool ReadLayout(const uint8_t* bytes, size_t size, Layout& layout)
 {
     layout = Layout();
-    if (!Inside(0, kHeaderSize, size) || std::memcmp(bytes, "MSCF", 4) != 0)
+    const LeBytes cab{bytes, size};
+    if (!cab.Has(0, kHeaderSize) || std::memcmp(bytes, "MSCF", 4) != 0)
         return false;
-    const uint16_t folders = U16(bytes + 0x1A);
-    const uint16_t flags = U16(bytes + 0x1E);
+    const uint32_t folders = *cab.U16(0x1A);
+    const uint32_t files = *cab.U16(0x1C);
+    const uint32_t flags = *cab.U16(0x1E);
     if (flags & (kFlagPrevious | kFlagNext))
         return false;
     uint64_t offset = kHeaderSize;
     uint32_t folderReserve = 0;
     if (flags & kFlagReserve) {
-        if (!Inside(offset, 4, size))
+        if (!cab.Has(offset, 4))
             return false;
-        const uint16_t headerReserve = U16(bytes + offset);
+        const uint32_t headerReserve = *cab.U16(offset);
         folderReserve = bytes[offset + 2];
         layout.dataReserve = bytes[offset + 3];
         offset += 4 + uint64_t{headerReserve};
     }
     layout.folders.reserve(folders);
-    for (uint32_t i = 0; i < folders; ++i) {
-        if (!Inside(offset, kFolderSize, size))
+    for (uint32_t i = 0; i < folders; ++i, offset += kFolderSize + folderReserve) {
+        if (!cab.Has(offset, kFolderSize))
             return false;
-        Folder folder;
-        folder.firstBlock = U32(bytes + offset);
-        folder.blocks = U16(bytes + offset + 4);
-        folder.compression = U16(bytes + offset + 6);
-        layout.folders.push_back(folder);
-        offset += kFolderSize + folderReserve;
+        layout.folders.push_back(Folder{*cab.U32(offset), *cab.U16(offset + 4), *cab.U16(offset + 6)});
     }
     // A file continued from or into another cabinet makes the library treat
     // the folder as part of a set: such cabinets are left to it.
-    const uint16_t files = U16(bytes + 0x1C);
-    offset = U32(bytes + 0x10);
+    offset = *cab.U32(0x10);
     for (uint32_t i = 0; i < files; ++i) {
-        if (!Inside(offset, kFileSize, size))
-            return false;
-        if (U16(bytes + offset + 8) >= kFolderContinued)
+        if (!cab.Has(offset, kFileSize) || *cab.U16(offset + 8) >= kFolderContinued)
             return false;
         const uint8_t* name = bytes + offset + kFileSize;
         const void* end = std::memchr(name, 0, std::min<size_t>(size - (offset + kFileSize), kLongestName));
         if (!end)
             return false;
-        offset = static_cast<const uint8_t*>(end) - bytes + 1;
+        offset = static_cast<uint64_t>(static_cast<const uint8_t*>(end) - bytes) + 1;
     }
     return true;
 }
@@ -117,24 +110,25 @@ bool FolderDecoder::Start(const uint8_t* bytes, size_t size, const Layout& layou
     const Folder& f = layout.folders[folder];
     if ((f.compression & 0x000F) != 1 || f.blocks == 0)
         return false;
+    const LeBytes cab{bytes, size};
     uint64_t offset = f.firstBlock;
     for (uint32_t i = 0; i < f.blocks; ++i) {
-        if (!Inside(offset, kBlockHeaderSize + uint64_t{layout.dataReserve}, size))
+        if (!cab.Has(offset, kBlockHeaderSize + uint64_t{layout.dataReserve}))
             return false;
         const uint8_t* header = bytes + offset;
-        const uint32_t sum = U32(header);
-        const uint32_t compressed = U16(header + 4);
-        const uint32_t length = U16(header + 6);
+        const uint32_t sum = *cab.U32(offset);
+        const uint32_t compressed = *cab.U16(offset + 4);
+        const uint32_t length = *cab.U16(offset + 6);
         const uint64_t data = offset + kBlockHeaderSize + layout.dataReserve;
         const bool last = i + 1 == f.blocks;
-        if (compressed < 3 || compressed > kLargestInput || !Inside(data, compressed, size) || length == 0 ||
+        if (compressed < 3 || compressed > kLargestInput || !cab.Has(data, compressed) || length == 0 ||
             length > kBlockSize || (!last && length != kBlockSize))
             return false;
         if (bytes[data] != 'C' || bytes[data + 1] != 'K')
             return false;
         if (sum != 0 && Checksum(header + 4, 4, Checksum(bytes + data, compressed, 0)) != sum)
             return false;
-        m_blocks.push_back(Block{static_cast<uint32_t>(data + 2), compressed - 2, length});
+        m_blocks.push_back(Block{static_cast<size_t>(data + 2), compressed - 2, length});
         m_folderLength += length;
         offset = data + compressed;
     }

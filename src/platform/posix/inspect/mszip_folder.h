@@ -22,7 +22,7 @@ constexpr size_t kBlockSize = 32768;
 struct Folder {
     uint32_t firstBlock = 0;  // offset of the first CFDATA header
     uint32_t blocks = 0;
-    uint16_t compression = 0;
+    uint32_t compression = 0;
 };
 
 struct Layout {
@@ -65,7 +65,7 @@ public:
 
 private:
     struct Block {
-        uint32_t data;  // offset of the compressed bytes, after "CK"
+        size_t data;  // offset of the compressed bytes, after "CK"
         uint32_t compressed;
         uint32_t length;
     };
